@@ -1,0 +1,23 @@
+# What every target of the project is built with.
+if(NOT CMAKE_BUILD_TYPE)
+  set(CMAKE_BUILD_TYPE RelWithDebInfo CACHE STRING "" FORCE)
+endif()
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+# One folder for all binaries, as an installed product has it.
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
+set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/lib")
+set(CMAKE_SHARED_LIBRARY_PREFIX "")
+
+# Windows XP x64 is the oldest system served, so newer declarations are out of reach of a careless call;
+# some records (RASDIALPARAMSA) also change their size with this number.
+add_compile_definitions(_WIN32_WINNT=0x0502 WINVER=0x0502 WIN32_LEAN_AND_MEAN NOMINMAX)
+add_compile_options(
+  "$<$<COMPILE_LANGUAGE:C,CXX>:-Wall;-Wextra;-Wpedantic;-Wshadow;-Wconversion;-Wsign-conversion;-Werror>"
+  "$<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor;-Woverloaded-virtual>")
+
+include_directories("${CMAKE_SOURCE_DIR}")

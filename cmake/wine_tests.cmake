@@ -1,0 +1,14 @@
+# add_wine_test(NAME [SOURCES FILE...] [LIBRARIES TARGET...] [PREFIX_CHANGING])
+#
+# A test program on Catch2, run by ctest. Tests that change services, the registry or TCP port 1723 of the Wine prefix
+# say PREFIX_CHANGING and run one at a time.
+function(add_wine_test name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "PREFIX_CHANGING" "" "SOURCES;LIBRARIES")
+  add_executable(${name} ${arg_SOURCES})
+  target_link_libraries(${name} PRIVATE test_main ${arg_LIBRARIES})
+  add_test(NAME ${name} COMMAND ${name})
+  set_tests_properties(${name} PROPERTIES TIMEOUT 300)
+  if(arg_PREFIX_CHANGING)
+    set_tests_properties(${name} PROPERTIES RESOURCE_LOCK wine-prefix)
+  endif()
+endfunction()

@@ -1,0 +1,166 @@
+// Varnel.dll: PPTP links to the peers of a virtual network.
+//
+// A host calls VARNEL::init once, then dialUp, dialDown and getCurrentEntryNameById from any of its threads, and
+// VARNEL::clean once at the end. init and clean must not overlap any other call. Narrow strings are in the ANSI code
+// page; IPv4 addresses are in host byte order, the first octet in the most significant byte. No operation throws on
+// its own; failures are results and log records. The library must be loaded together with the run-time DLLs of the
+// compiler that built it, since strings and lists cross its border.
+#pragma once
+
+#include <winsock2.h>
+#include <windows.h>
+#include <ras.h>
+
+#include <boost/shared_ptr.hpp>
+#include <boost/thread/recursive_mutex.hpp>
+
+#include <list>
+#include <map>
+#include <string>
+#include <utility>
+
+#ifdef VARNEL_BUILDING
+#define VARNEL_API __declspec(dllexport)
+#else
+#define VARNEL_API __declspec(dllimport)
+#endif
+
+// The dial attempts in progress, by callback id: where the thread that dials and the remote-access service's
+// notifier thread meet. The storage is shared by all objects of the class; every operation locks it.
+class VARNEL_API DIALUP_CALLBACK {
+  public:
+    // One dial attempt. Its event is closed with the last reference, so neither thread can meet a closed handle.
+    struct VARNEL_API ITEM {
+        explicit ITEM(unsigned int callbackId);
+        ~ITEM();
+        ITEM(const ITEM&) = delete;
+        ITEM& operator=(const ITEM&) = delete;
+
+        unsigned int callbackId;
+        HRASCONN hConn; // of the last notification
+        HANDLE hEvent;  // manual reset; set when the attempt has ended
+        DWORD error;    // of the last notification, or 617 after a disconnection; to be read once hEvent is set
+        DWORD error2;   // extended code of the last notification
+    };
+
+    // Registers a new attempt under `callbackId`, in place of an earlier one of that id.
+    boost::shared_ptr<ITEM> addItem(unsigned int callbackId);
+    // The attempt of `callbackId`, or an empty pointer.
+    boost::shared_ptr<ITEM> findItem(unsigned int callbackId);
+    void removeItem(unsigned int callbackId);
+    void clearItems();
+
+  private:
+    static std::map<unsigned int, boost::shared_ptr<ITEM>> items;
+    static boost::recursive_mutex itemsLock;
+};
+
+class VARNEL_API VARNEL {
+  public:
+    VARNEL() = delete;
+
+    // An entry to be written: the peer's id and the address of its server.
+    struct INFO {
+        std::string id;
+        unsigned long ip;
+    };
+
+    // Prepares the computer; blocks for as long as that takes, which shortly after boot may be minutes.
+    //   dialDownCallback      told the peer's id after each hang-up, on the thread that hung up; may be null
+    //   installKestrin        install the port-redirect driver (32-bit Windows only)
+    //   installOmbrel         install the DNS-filter driver (before Windows 6 only)
+    //   bindAnyAddress        test TCP port 1723 on every address, else on 127.0.0.1
+    //   onlyClient            the host only dials out; nothing is prepared for a server of its own
+    //   disableRemoteAccess   disable the RemoteAccess service before stopping it
+    //   message               on a failure that the user must correct: what to tell the user, several lines
+    // True when the host is ready.
+    static bool init(void (*dialDownCallback)(const std::string&), bool installKestrin, bool installOmbrel,
+                     bool bindAnyAddress, bool onlyClient, bool disableRemoteAccess, std::wstring& message);
+
+    // Ends the library's work: no call-back after it, stale entries removed.
+    static void clean();
+
+    // Connects to peer `id` at `ip` (0: 127.0.0.1), with `id` as the user name; blocks until the dial has ended.
+    // Calls for different peers may run at once. The entry goes into the peer's own phonebook, or into that of all
+    // users. `requireEncryption` demands MS-CHAP v2 and data encryption.
+    // 0 on success; ~0 when `id` or `password` is empty; 87 when the id is not a peer's, or one of the two does not fit
+    // the service's records (an id of more than 244 or a password of more than 256 characters); else the service's code.
+    static DWORD dialUp(const std::string& id, const std::string& password, bool usePublicPhoneBook,
+                        bool requireEncryption, DWORD ip);
+
+    // Hangs up the connection of peer `id`, removes its entry and its phonebook (before Windows 6), and tells the host.
+    // True when a connection was found and hung up; the host is told either way, unless `id` is empty.
+    static bool dialDown(const std::string& id);
+
+    // The name of the entry whose active connection serves peer `id`; empty when there is none.
+    static std::string getCurrentEntryNameById(const std::string& id);
+
+  private:
+    static const DWORD MaxWanEndPoints; // 32
+    static const DWORD WanEndPoints;    // 10
+    static DIALUP_CALLBACK callback;
+    static volatile long callbackIdIndex;
+    static bool isWin6Plus;
+    static bool onlyClient;
+    static char pathNameKestrin[260];
+    static char pathNameOmbrel[260];
+    static void (*pptpsrvDialDownCallback)(const std::string&);
+    static std::string publicPhoneBook;
+    static SOCKET s1723;
+
+    static void getPathName();
+
+    static long getCallbackIdIndex();
+    static DWORD CALLBACK rasDialFunc2(DWORD callbackId, DWORD subEntry, HRASCONN hConn, unsigned int message,
+                                       RASCONNSTATE state, DWORD error, DWORD error2);
+    static std::string getStateString(RASCONNSTATE state);
+    static DWORD dialUp3(const std::string& phoneBook, RASDIALPARAMSA& dialParams, DWORD timeout, HRASCONN* conn);
+    static DWORD dialUp2(const std::string& id, const std::string& password, bool usePublicPhoneBook,
+                         bool requireEncryption, DWORD ip);
+
+    static void getPublicPhoneBook();
+    static std::string getPhoneBook(const std::string& id, bool usePublicPhoneBook);
+    static bool removePhoneBook(const std::string& id);
+    static std::pair<std::string, std::string> createEntry(INFO* info, bool usePublicPhoneBook,
+                                                           bool requireEncryption);
+    static std::string getEntryNameWithSuffix(const std::string& id, bool advance);
+    static std::list<RASENTRYNAMEA> getAllEntries(const std::string& phoneBook);
+    static std::string getCurrentEntryName(const std::string& phoneBook, const std::string& id);
+    static bool matchId(const std::string& entryName, const std::string& id);
+    static bool removeEntry(const std::string& phoneBook, const std::string& entryName);
+    static void removeEntries(const std::list<std::string>& ids);
+    static bool clearAllEntry();
+
+    static bool dialDown(HRASCONN conn, const std::string& id);
+    static bool dialDownSameIp(DWORD ip);
+    static bool dialDownAllPptp();
+    static std::list<std::string> getAllActiveEntry();
+    static bool getEntryStatus(const std::string& id);
+
+    static bool loadMprFunctions();
+    static bool setPptpPorts(bool useMprApi, DWORD maxWanEndpoints, DWORD wanEndpoints, DWORD l2tpWanEndpoints);
+    static bool getCurrentPptpPorts(DWORD* maxWanEndpoints, DWORD* wanEndpoints, DWORD* l2tpWanEndpoints);
+    static bool setWanEndpointsToRegistry(const std::string& keyPath, DWORD maxWanEndpoints, DWORD wanEndpoints);
+    static bool getWanEndPointsFromRegistry(const std::string& keyPath, DWORD* maxWanEndpoints, DWORD* wanEndpoints,
+                                            DWORD* l2tpWanEndpoints);
+    static bool chgWanEndPoints();
+
+    static bool bind1723(DWORD timeout, bool anyAddress);
+    static bool close1723();
+    static bool copyDriverFromResource(const std::string& resourceName, const std::string& filePath);
+    static bool installDriver(const char* serviceName, const char* driverPath, DWORD startType);
+    static bool removeDriver(const char* serviceName);
+    static bool tryinstallDriverAndLaunchKestrin();
+    static void chkKestrinStartTypeToBoot();
+    static void uninstallDriverAndDeleteKestrin();
+    static bool setKestrinChgPort(bool changed);
+    static bool tryinstallDriverAndLaunchOmbrel();
+    static void uninstallDriverAndDeleteSOmbrel();
+
+    static bool setLocation(const std::string& name);
+    static void addKeepRasConnections();
+
+    // The steps of the longer operations; each is defined in that operation's own source.
+    class DIALING;
+    class INITIALISATION;
+};
