@@ -1,21 +1,24 @@
 // Varnel.dll: PPTP links to the peers of a virtual network.
 //
-// A host calls VARNEL::init once, then dialUp, dialDown and getCurrentEntryNameById from any of its threads, and
-// VARNEL::clean once at the end. init and clean must not overlap any other call. Narrow strings are in the ANSI code
-// page; IPv4 addresses are in host byte order, the first octet in the most significant byte. No operation throws on
-// its own; failures are results and log records. The library must be loaded together with the run-time DLLs of the
-// compiler that built it, since strings and lists cross its border.
+// A host calls VARNEL::init once, then dialUp, dialDown and getCurrentEntryNameById from any of its threads,
+// and VARNEL::clean once at the end. init and clean must not overlap any other call. Narrow strings are in
+// the ANSI code page; IPv4 addresses are in host byte order, the first octet in the most significant byte. No
+// operation throws on its own; failures are results and log records. The library must be loaded together with
+// the run-time DLLs of the compiler that built it, since strings and lists cross its border.
 #pragma once
 
 #include <winsock2.h>
-#include <windows.h>
-#include <ras.h>
 
 #include <boost/shared_ptr.hpp>
 #include <boost/thread/recursive_mutex.hpp>
 
+#include <windows.h>
+
 #include <list>
 #include <map>
+
+#include <ras.h>
+
 #include <string>
 #include <utility>
 
@@ -29,7 +32,8 @@
 // notifier thread meet. The storage is shared by all objects of the class; every operation locks it.
 class VARNEL_API DIALUP_CALLBACK {
   public:
-    // One dial attempt. Its event is closed with the last reference, so neither thread can meet a closed handle.
+    // One dial attempt. Its event is closed with the last reference, so neither thread can meet a closed
+    // handle.
     struct VARNEL_API ITEM {
         explicit ITEM(unsigned int callbackId);
         ~ITEM();
@@ -39,8 +43,8 @@ class VARNEL_API DIALUP_CALLBACK {
         unsigned int callbackId;
         HRASCONN hConn; // of the last notification
         HANDLE hEvent;  // manual reset; set when the attempt has ended
-        DWORD error;    // of the last notification, or 617 after a disconnection; to be read once hEvent is set
-        DWORD error2;   // extended code of the last notification
+        DWORD error;  // of the last notification, or 617 after a disconnection; to be read once hEvent is set
+        DWORD error2; // extended code of the last notification
     };
 
     // Registers a new attempt under `callbackId`, in place of an earlier one of that id.
@@ -80,16 +84,18 @@ class VARNEL_API VARNEL {
     // Ends the library's work: no call-back after it, stale entries removed.
     static void clean();
 
-    // Connects to peer `id` at `ip` (0: 127.0.0.1), with `id` as the user name; blocks until the dial has ended.
-    // Calls for different peers may run at once. The entry goes into the peer's own phonebook, or into that of all
-    // users. `requireEncryption` demands MS-CHAP v2 and data encryption.
-    // 0 on success; ~0 when `id` or `password` is empty; 87 when the id is not a peer's, or one of the two does not fit
-    // the service's records (an id of more than 244 or a password of more than 256 characters); else the service's code.
+    // Connects to peer `id` at `ip` (0: 127.0.0.1), with `id` as the user name; blocks until the dial has
+    // ended. Calls for different peers may run at once. The entry goes into the peer's own phonebook, or into
+    // that of all users. `requireEncryption` demands MS-CHAP v2 and data encryption. 0 on success; ~0 when
+    // `id` or `password` is empty; 87 when the id is not a peer's, or one of the two does not fit the
+    // service's records (an id of more than 244 or a password of more than 256 characters); else the
+    // service's code.
     static DWORD dialUp(const std::string& id, const std::string& password, bool usePublicPhoneBook,
                         bool requireEncryption, DWORD ip);
 
-    // Hangs up the connection of peer `id`, removes its entry and its phonebook (before Windows 6), and tells the host.
-    // True when a connection was found and hung up; the host is told either way, unless `id` is empty.
+    // Hangs up the connection of peer `id`, removes its entry and its phonebook (before Windows 6), and tells
+    // the host. True when a connection was found and hung up; the host is told either way, unless `id` is
+    // empty.
     static bool dialDown(const std::string& id);
 
     // The name of the entry whose active connection serves peer `id`; empty when there is none.
@@ -114,7 +120,8 @@ class VARNEL_API VARNEL {
     static DWORD CALLBACK rasDialFunc2(DWORD callbackId, DWORD subEntry, HRASCONN hConn, unsigned int message,
                                        RASCONNSTATE state, DWORD error, DWORD error2);
     static std::string getStateString(RASCONNSTATE state);
-    static DWORD dialUp3(const std::string& phoneBook, RASDIALPARAMSA& dialParams, DWORD timeout, HRASCONN* conn);
+    static DWORD dialUp3(const std::string& phoneBook, RASDIALPARAMSA& dialParams, DWORD timeout,
+                         HRASCONN* conn);
     static DWORD dialUp2(const std::string& id, const std::string& password, bool usePublicPhoneBook,
                          bool requireEncryption, DWORD ip);
 
@@ -138,11 +145,13 @@ class VARNEL_API VARNEL {
     static bool getEntryStatus(const std::string& id);
 
     static bool loadMprFunctions();
-    static bool setPptpPorts(bool useMprApi, DWORD maxWanEndpoints, DWORD wanEndpoints, DWORD l2tpWanEndpoints);
+    static bool setPptpPorts(bool useMprApi, DWORD maxWanEndpoints, DWORD wanEndpoints,
+                             DWORD l2tpWanEndpoints);
     static bool getCurrentPptpPorts(DWORD* maxWanEndpoints, DWORD* wanEndpoints, DWORD* l2tpWanEndpoints);
-    static bool setWanEndpointsToRegistry(const std::string& keyPath, DWORD maxWanEndpoints, DWORD wanEndpoints);
-    static bool getWanEndPointsFromRegistry(const std::string& keyPath, DWORD* maxWanEndpoints, DWORD* wanEndpoints,
-                                            DWORD* l2tpWanEndpoints);
+    static bool setWanEndpointsToRegistry(const std::string& keyPath, DWORD maxWanEndpoints,
+                                          DWORD wanEndpoints);
+    static bool getWanEndPointsFromRegistry(const std::string& keyPath, DWORD* maxWanEndpoints,
+                                            DWORD* wanEndpoints, DWORD* l2tpWanEndpoints);
     static bool chgWanEndPoints();
 
     static bool bind1723(DWORD timeout, bool anyAddress);

@@ -1,0 +1,76 @@
+// One asynchronous dial, turned into a call that waits for its end.
+#include "Varnel.h"
+#include "call_trace.h"
+#include "log_line.h"
+#include "outside/Helper.h"
+#include "ras_records.h"
+
+#include <raserror.h>
+
+namespace {
+
+constexpr DWORD notifierTypeRasDialFunc2 = 2;
+
+// An attempt is registered for as long as somebody waits for it; later notifications find nothing.
+class REGISTRATION {
+  public:
+    REGISTRATION(DIALUP_CALLBACK& registry_, unsigned int callbackId_)
+        : registry(registry_), callbackId(callbackId_), item(registry.addItem(callbackId)) {}
+    ~REGISTRATION() { registry.removeItem(callbackId); }
+    REGISTRATION(const REGISTRATION&) = delete;
+    REGISTRATION& operator=(const REGISTRATION&) = delete;
+
+    const DIALUP_CALLBACK::ITEM& attempt() const { return *item; }
+
+  private:
+    DIALUP_CALLBACK& registry;
+    const unsigned int callbackId;
+    const boost::shared_ptr<DIALUP_CALLBACK::ITEM> item;
+};
+
+DWORD waitForEnd(const DIALUP_CALLBACK::ITEM& attempt, DWORD timeout) {
+    switch (WaitForSingleObject(attempt.hEvent, timeout)) {
+    case WAIT_OBJECT_0:
+        return attempt.error;
+    case WAIT_TIMEOUT:
+        LOG_LINE(2, "dialUp3 TIMEOUT");
+        return 0;
+    default:
+        const DWORD error = GetLastError();
+        LOG_LINE(2, "dialUp3 WaitForSingleObject fail, error " + int2stru(error));
+        return error;
+    }
+}
+
+void logPppAddress(HRASCONN conn) {
+    RASPPPIPA projection = {};
+    DWORD size = rasPppIpSize;
+    projection.dwSize = rasPppIpSize;
+    if (RasGetProjectionInfoA(conn, RASP_PppIp, &projection, &size) == 0)
+        LOG_LINE(3, "Dial success, got pptp ip " + textOfField(projection.szIpAddress));
+    else
+        LOG_LINE(2, "Dial success, but can't get ppp ip");
+}
+
+} // namespace
+
+DWORD VARNEL::dialUp3(const std::string& phoneBook, RASDIALPARAMSA& dialParams, DWORD timeout,
+                      HRASCONN* conn) {
+    const CALL_TRACE trace("VARNEL::dialUp3", "", __LINE__, 3);
+    const long callbackId = getCallbackIdIndex();
+    dialParams.dwCallbackId = static_cast<ULONG_PTR>(static_cast<LONG_PTR>(callbackId));
+
+    DWORD result = 0;
+    {
+        const REGISTRATION registration(callback, static_cast<unsigned int>(dialParams.dwCallbackId));
+        result = RasDialA(nullptr, phoneBookArgument(phoneBook), &dialParams, notifierTypeRasDialFunc2,
+                          reinterpret_cast<LPVOID>(&rasDialFunc2), conn);
+        if (result == 0)
+            result = waitForEnd(registration.attempt(), timeout);
+        else
+            LOG_LINE(2, "RasDial fail, error " + int2stru(result));
+    }
+    if (result == 0)
+        logPppAddress(*conn);
+    return result;
+}

@@ -1,0 +1,241 @@
+// The dial-up procedure: entry, dial, confirmation, and a redial under a fresh name.
+#include "Varnel.h"
+#include "call_trace.h"
+#include "log_line.h"
+#include "outside/Helper.h"
+#include "phonebook_lock.h"
+#include "ras_records.h"
+
+#include <optional>
+
+#include <raserror.h>
+
+namespace {
+
+constexpr DWORD refused = ~DWORD{0};
+constexpr DWORD loopbackAddress = 0x7F000001;
+constexpr DWORD firstDialTimeout = 10'000; // ms
+constexpr DWORD redialTimeout = 20'000;    // ms
+constexpr DWORD settlingTime = 1'000;      // ms, from a dial's end to the check of its status
+constexpr DWORD retryPause = 1'000;        // ms
+constexpr int maxTries = 3;
+constexpr int maxRenames = 256;
+
+// An entry name is the id and a suffix of up to 12 characters, " #" and a positive int; neither is ever cut.
+constexpr std::size_t maxIdLength = RAS_MaxEntryName - 12;
+static_assert(maxIdLength <= UNLEN);
+
+bool fitsDialParams(const std::string& id, const std::string& password) {
+    return id.size() <= maxIdLength && password.size() <= PWLEN && id.find('\0') == std::string::npos &&
+           password.find('\0') == std::string::npos;
+}
+
+std::string errorText(DWORD error) {
+    char text[1024] = {};
+    RasGetErrorStringA(error, text, sizeof text);
+    return textOfField(text);
+}
+
+struct STATUS {
+    DWORD queryError; // of the query itself
+    DWORD linkError;  // of the connection, when the query worked
+};
+
+// The state of a connection whose dial has ended without an error, after it has had time to settle.
+STATUS settledStatus(HRASCONN conn) {
+    Sleep(settlingTime);
+    RASCONNSTATUSA status = {};
+    status.dwSize = rasConnStatusSize;
+    const DWORD queryError = RasGetConnectStatusA(conn, &status);
+    return {queryError, queryError == 0 ? status.dwError : 0};
+}
+
+} // namespace
+
+// One dial-up of a prepared entry. The password lives in the dial parameters alone and is wiped with them.
+class VARNEL::DIALING {
+  public:
+    DIALING(const std::string& id, const std::string& password, const std::string& phoneBook,
+            const std::string& entryName);
+    ~DIALING() { SecureZeroMemory(&params, sizeof params); }
+    DIALING(const DIALING&) = delete;
+    DIALING& operator=(const DIALING&) = delete;
+
+    DWORD run();
+
+  private:
+    // The result of the first dial, or nothing when the peer is to be dialled again.
+    std::optional<DWORD> firstDial();
+    std::optional<DWORD> judgeFailure(DWORD error);
+    std::optional<DWORD> confirmFirstDial();
+    DWORD redial();
+    bool moveEntryToFreshName();
+    DWORD secondDial();
+    DWORD confirmSecondDial();
+
+    DWORD dial(DWORD timeout);
+    std::string dialText() const { return "RasDial(" + phoneBook + "," + entryName + ")"; }
+
+    const std::string& id;
+    const std::string phoneBook;
+    std::string entryName;
+    RASDIALPARAMSA params = {};
+    HRASCONN conn = nullptr;
+};
+
+VARNEL::DIALING::DIALING(const std::string& id_, const std::string& password, const std::string& phoneBook_,
+                         const std::string& entryName_)
+    : id(id_), phoneBook(phoneBook_), entryName(entryName_) {
+    params.dwSize = rasDialParamsSize;
+    copyToField(params.szEntryName, entryName);
+    BOOL passwordStored = FALSE;
+    RasGetEntryDialParamsA(phoneBookArgument(phoneBook), &params, &passwordStored);
+    copyToField(params.szUserName, id);
+    copyToField(params.szPassword, password);
+}
+
+DWORD VARNEL::DIALING::run() {
+    const DWORD start = GetTickCount();
+    const std::optional<DWORD> first = firstDial();
+    const DWORD result = first ? *first : redial();
+    LOG_LINE(3, phoneBook + "," + entryName + "," + id + " pptp dial return " + int2stru(result) + ",time " +
+                    int2stru(GetTickCount() - start));
+    return result;
+}
+
+DWORD VARNEL::DIALING::dial(DWORD timeout) {
+    conn = nullptr;
+    return dialUp3(phoneBook, params, timeout, &conn);
+}
+
+std::optional<DWORD> VARNEL::DIALING::firstDial() {
+    const DWORD error = dial(firstDialTimeout);
+    if (conn == nullptr)
+        LOG_LINE(2, "oops, ErrorCode " + int2stru(error) + " conn is NULL");
+    if (error != 0)
+        return judgeFailure(error);
+    if (conn == nullptr)
+        return std::nullopt;
+    return confirmFirstDial();
+}
+
+std::optional<DWORD> VARNEL::DIALING::judgeFailure(DWORD error) {
+    if (conn != nullptr) {
+        LOG_LINE(2, dialText() + "fail, error " + int2stru(error));
+        dialDown(conn, id);
+    }
+    if (error == ERROR_DIAL_ALREADY_IN_PROGRESS)
+        return std::nullopt;
+    LOG_LINE(2, dialText() + " fail, error " + int2stru(error) + errorText(error));
+    removeEntry(phoneBook, entryName);
+    return error;
+}
+
+std::optional<DWORD> VARNEL::DIALING::confirmFirstDial() {
+    const STATUS status = settledStatus(conn);
+    if (status.queryError != 0) {
+        LOG_LINE(2, "RasGetConnectStatus " + phoneBook + " " + entryName + " fail,error " +
+                        int2stru(status.queryError));
+        return std::nullopt;
+    }
+    if (status.linkError == 0) {
+        LOG_LINE(3, phoneBook + "," + entryName + " RasDial must success");
+        return 0;
+    }
+    dialDown(conn, id);
+    LOG_LINE(2, dialText() + "return success, but RasGetConnectStatus return " + int2stru(status.linkError));
+    return std::nullopt;
+}
+
+DWORD VARNEL::DIALING::redial() {
+    LOG_LINE(2, "dialUp(" + phoneBook + "," + entryName +
+                    ") return ERROR_DIAL_ALREADY_IN_PROGRESS or DailFakeSuccess");
+    dialDown(id);
+    if (!moveEntryToFreshName())
+        return ERROR_DIAL_ALREADY_IN_PROGRESS;
+    const DWORD result = secondDial();
+    if (result != 0 && result != ERROR_DIAL_ALREADY_IN_PROGRESS)
+        removeEntry(phoneBook, entryName);
+    return result;
+}
+
+bool VARNEL::DIALING::moveEntryToFreshName() {
+    DWORD error = ERROR_ALREADY_EXISTS;
+    for (int renames = 0; renames < maxRenames && error == ERROR_ALREADY_EXISTS; ++renames) {
+        entryName = getEntryNameWithSuffix(id, true);
+        error = RasRenameEntryA(phoneBookArgument(phoneBook), params.szEntryName, entryName.c_str());
+        if (error == ERROR_ALREADY_EXISTS)
+            removeEntry(phoneBook, entryName);
+    }
+    if (error != 0) {
+        LOG_LINE(2, "RasRenameEntry fail, error " + int2stru(error));
+        return false;
+    }
+    copyToField(params.szEntryName, entryName);
+    return true;
+}
+
+DWORD VARNEL::DIALING::secondDial() {
+    const DWORD error = dial(redialTimeout);
+    if (error != 0) {
+        LOG_LINE(2, dialText() + " again fail, error " + int2stru(error));
+        if (conn != nullptr)
+            dialDown(conn, id);
+        return error;
+    }
+    if (conn == nullptr) {
+        LOG_LINE(2, "Oops, ErrorCode = 0, but Conn is NULL");
+        return 0;
+    }
+    return confirmSecondDial();
+}
+
+DWORD VARNEL::DIALING::confirmSecondDial() {
+    const STATUS status = settledStatus(conn);
+    if (status.queryError != 0) {
+        LOG_LINE(2, "RasGetConnectStatus " + entryName + " fail, error " + int2stru(status.queryError));
+        return 0;
+    }
+    if (status.linkError == 0) {
+        LOG_LINE(3, phoneBook + "," + entryName + " RasDial must success");
+        return 0;
+    }
+    dialDown(conn, id);
+    LOG_LINE(2, dialText() + " return success, but RasGetConnectStatus return " + int2stru(status.linkError));
+    return status.linkError;
+}
+
+DWORD VARNEL::dialUp2(const std::string& id, const std::string& password, bool usePublicPhoneBook,
+                      bool requireEncryption, DWORD ip) {
+    const CALL_TRACE trace("VARNEL::dialUp2", id + " ip " + ip2string(ip), __LINE__, 3);
+    if (id.empty() || password.empty() || !fitsDialParams(id, password))
+        return ERROR_INVALID_PARAMETER;
+    chkRasPbFile();
+    INFO info{id, ip != 0 ? ip : loopbackAddress};
+    const auto [phoneBook, entryName] = createEntry(&info, usePublicPhoneBook, requireEncryption);
+    if (entryName.empty() || (phoneBook.empty() && !usePublicPhoneBook))
+        return ERROR_INVALID_PARAMETER;
+    return DIALING(id, password, phoneBook, entryName).run();
+}
+
+DWORD VARNEL::dialUp(const std::string& id, const std::string& password, bool usePublicPhoneBook,
+                     bool requireEncryption, DWORD ip) {
+    const CALL_TRACE trace("VARNEL::dialUp", id + " ip " + ip2string(ip), __LINE__, 3);
+    if (id.empty() || password.empty())
+        return refused;
+    DWORD result = 0;
+    for (int tries = 0; tries < maxTries; ++tries) {
+        result = dialUp2(id, password, usePublicPhoneBook, requireEncryption, ip);
+        if (result != 0)
+            LOG_LINE(2, "dialUp2 fail, error " + int2stru(result));
+        const bool portFailed = result == ERROR_PORT_NOT_AVAILABLE || result == ERROR_FROM_DEVICE;
+        if (portFailed && tries != 0) {
+            LOG_LINE(2, "ask kestrin chg port 1723->1724 and redial");
+            return result;
+        }
+        if (!portFailed && result != ERROR_DIAL_ALREADY_IN_PROGRESS)
+            return result;
+        Sleep(retryPause);
+    }
+    return result;
+}

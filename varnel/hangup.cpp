@@ -1,0 +1,136 @@
+// Hanging connections up: one by its handle, that of a peer, those that share an address range, all.
+#include "Varnel.h"
+#include "active_connections.h"
+#include "call_trace.h"
+#include "log_line.h"
+#include "outside/Helper.h"
+
+#include <raserror.h>
+
+namespace {
+
+constexpr DWORD goneTimeout = 3'000; // ms until the service must have forgotten a handle
+constexpr DWORD tellingPause = 100;  // ms before the host is told
+
+bool isGone(HRASCONN conn, DWORD& answer) {
+    RASCONNSTATUSA status = {};
+    status.dwSize = rasConnStatusSize;
+    answer = RasGetConnectStatusA(conn, &status);
+    return answer == ERROR_INVALID_HANDLE;
+}
+
+// The service hangs up behind the caller's back, and a redial before it has done so can fail.
+bool waitUntilGone(HRASCONN conn) {
+    DWORD answer = 0;
+    const DWORD start = GetTickCount();
+    while (!isGone(conn, answer)) {
+        if (GetTickCount() - start > goneTimeout) {
+            LOG_LINE(2, "OOPS, dialdown fail,StatusRet " + int2stru(answer));
+            return false;
+        }
+        Sleep(0);
+    }
+    return true;
+}
+
+// `hostsFunction` is read again after the pause, since clean() may have cleared it meanwhile.
+void tellHost(void (*const volatile& hostsFunction)(const std::string&), const std::string& id) {
+    if (hostsFunction == nullptr)
+        return;
+    Sleep(tellingPause);
+    if (const auto function = hostsFunction)
+        function(id);
+}
+
+void logHangUp(const std::string& entryName, bool hungUp) {
+    if (hungUp)
+        LOG_LINE(3, "dialdown " + entryName + " success");
+    else
+        LOG_LINE(2, "dialdown " + entryName + " fail");
+}
+
+// The connection's own address on its link, in host byte order; 0 when it has none or it cannot be read.
+DWORD pppAddress(HRASCONN conn, const std::string& entryName) {
+    LOG_LINE(3, "Try to get " + entryName + " ip");
+    RASPPPIPA projection = {};
+    DWORD size = rasPppIpSize;
+    projection.dwSize = rasPppIpSize;
+    if (RasGetProjectionInfoA(conn, RASP_PppIp, &projection, &size) != 0) {
+        LOG_LINE(2, "Can't get ppp ip from " + entryName);
+        return 0;
+    }
+    const DWORD address = ntohl(inet_addr(textOfField(projection.szIpAddress).c_str()));
+    LOG_LINE(3, entryName + "ip " + ip2string(address));
+    return address;
+}
+
+bool sameFirstOctet(DWORD one, DWORD other) {
+    return one >> 24 == other >> 24;
+}
+
+} // namespace
+
+bool VARNEL::dialDown(HRASCONN conn, const std::string& id) {
+    LOG_LINE(1, "=>RasHangUp " + id);
+    const DWORD error = RasHangUpA(conn);
+    LOG_LINE(1, "<=RasHangUp " + id);
+    if (error != 0 && error != ERROR_NO_CONNECTION)
+        LOG_LINE(2, "RasHangUp fail, error " + int2stru(error));
+    const bool hungUp = waitUntilGone(conn) || error == 0;
+    if (!id.empty())
+        tellHost(pptpsrvDialDownCallback, id);
+    return hungUp;
+}
+
+bool VARNEL::dialDown(const std::string& id) {
+    const CALL_TRACE trace("VARNEL::dialDown", id, __LINE__, 3);
+    if (id.empty())
+        return false;
+    bool hungUp = false;
+    {
+        ACTIVE_CONNECTIONS connections(ACTIVE_CONNECTIONS::ampleRoom, 0);
+        for (DWORD i = 0; i < connections.examined(); ++i) {
+            const std::string entryName = connections.entryName(i);
+            if (!matchId(entryName, id))
+                continue;
+            hungUp = dialDown(connections.handle(i), "");
+            logHangUp(entryName, hungUp);
+            removeEntry(connections.phoneBook(i), entryName);
+            break;
+        }
+    }
+    removePhoneBook(id);
+    tellHost(pptpsrvDialDownCallback, id);
+    return hungUp;
+}
+
+bool VARNEL::dialDownAllPptp() {
+    const CALL_TRACE trace("VARNEL::dialDownAllPptp", "", __LINE__, 3);
+    ACTIVE_CONNECTIONS connections(ACTIVE_CONNECTIONS::maxExamined, HEAP_ZERO_MEMORY);
+    if (connections.error() != 0)
+        return true;
+    LOG_LINE(3, "get " + int2stru(connections.reported()) + " connections");
+    bool hungUp = true;
+    for (DWORD i = 0; i < connections.examined(); ++i) {
+        hungUp = dialDown(connections.handle(i), "");
+        logHangUp(connections.entryName(i), hungUp);
+    }
+    return hungUp;
+}
+
+bool VARNEL::dialDownSameIp(DWORD ip) {
+    const CALL_TRACE trace("VARNEL::dialDownSameIp", ip2string(ip), __LINE__, 3);
+    ACTIVE_CONNECTIONS connections(ACTIVE_CONNECTIONS::maxExamined, HEAP_ZERO_MEMORY);
+    if (connections.error() != 0)
+        return true;
+    LOG_LINE(3, "get " + int2stru(connections.reported()) + " connections");
+    bool hungUp = true;
+    for (DWORD i = 0; i < connections.examined(); ++i) {
+        const DWORD address = pppAddress(connections.handle(i), connections.entryName(i));
+        if (address == 0 || !sameFirstOctet(address, ip))
+            continue;
+        hungUp = dialDown(connections.handle(i), "");
+        logHangUp(connections.entryName(i), hungUp);
+    }
+    return hungUp;
+}

@@ -1,0 +1,71 @@
+// Where phonebook files are, and the system's lock on them.
+#include "Varnel.h"
+#include "log_line.h"
+#include "outside/Helper.h"
+#include "owners.h"
+#include "phonebook_lock.h"
+
+#include <shlobj.h>
+
+namespace {
+
+constexpr char privatePhoneBookName[] = "pptp.pbk";
+constexpr char publicPhoneBookTail[] = "Microsoft\\Network\\Connections\\Pbk\\rasphone.pbk";
+
+std::string privatePhoneBook(const std::string& id) {
+    return GetPrivateConfigPathName(id.c_str(), privatePhoneBookName);
+}
+
+} // namespace
+
+void VARNEL::getPublicPhoneBook() {
+    publicPhoneBook.clear();
+    char folder[MAX_PATH] = {};
+    if (SHGetFolderPathA(nullptr, CSIDL_COMMON_APPDATA | CSIDL_FLAG_CREATE, nullptr, SHGFP_TYPE_CURRENT,
+                         folder) != S_OK) {
+        const DWORD error = GetLastError();
+        LOG_LINE(2, "SHGetFolderPath(CSIDL_COMMON_APPDATA) fail, error " + int2stru(error));
+        return;
+    }
+    folder[MAX_PATH - 1] = '\0';
+    std::string path = folder;
+    if (path.empty())
+        return;
+    if (path.back() != '\\')
+        path += '\\';
+    path += publicPhoneBookTail;
+    if (path.size() >= MAX_PATH) {
+        LOG_LINE(2, "PublicPhoneBook path too long: " + path);
+        return;
+    }
+    publicPhoneBook = path;
+    LOG_LINE(3, "PublicPhoneBook " + publicPhoneBook);
+}
+
+std::string VARNEL::getPhoneBook(const std::string& id, bool usePublicPhoneBook) {
+    return usePublicPhoneBook ? publicPhoneBook : privatePhoneBook(id);
+}
+
+bool VARNEL::removePhoneBook(const std::string& id) {
+    if (id.empty())
+        return false;
+    if (isWin6Plus)
+        return true;
+    return DeleteFileA(privatePhoneBook(id).c_str()) != FALSE;
+}
+
+void chkRasPbFile() {
+    const OWNER<KERNEL_OBJECT> mutex(OpenMutexA(SYNCHRONIZE, FALSE, "RasPbFile"));
+    if (!mutex) {
+        const DWORD error = GetLastError();
+        LOG_LINE(2, "Can't open mutex RasPbFile, error:" + int2stru(error));
+        return;
+    }
+    const DWORD state = WaitForSingleObject(mutex.get(), 0);
+    if (state == WAIT_ABANDONED)
+        LOG_LINE(2, "The RasPbFile is ABANDONED");
+    if (state == WAIT_OBJECT_0 || state == WAIT_ABANDONED)
+        ReleaseMutex(mutex.get());
+    else
+        LOG_LINE(2, "Wait RasPbFile return " + int2stru(state));
+}
