@@ -14,7 +14,7 @@ DIALUP_CALLBACK::ITEM::~ITEM() {
 
 boost::shared_ptr<DIALUP_CALLBACK::ITEM> DIALUP_CALLBACK::addItem(unsigned int callbackId) {
     const boost::recursive_mutex::scoped_lock locked(itemsLock);
-    const boost::shared_ptr<ITEM> item(new ITEM(callbackId));
+    boost::shared_ptr<ITEM> item(new ITEM(callbackId));
     items[callbackId] = item;
     return item;
 }

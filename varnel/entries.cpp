@@ -140,7 +140,7 @@ bool VARNEL::matchId(const std::string& entryName, const std::string& id) {
 
 std::string VARNEL::getCurrentEntryName(const std::string& phoneBook, const std::string& id) {
     for (RASENTRYNAMEA& entry : getAllEntries(phoneBook)) {
-        const std::string name = textOfField(entry.szEntryName);
+        std::string name = textOfField(entry.szEntryName);
         if (matchId(name, id))
             return name;
     }

@@ -10,7 +10,7 @@ std::string VARNEL::getCurrentEntryNameById(const std::string& id) {
         return {};
     ACTIVE_CONNECTIONS connections(ACTIVE_CONNECTIONS::ampleRoom, 0);
     for (DWORD i = 0; i < connections.examined(); ++i) {
-        const std::string entryName = connections.entryName(i);
+        std::string entryName = connections.entryName(i);
         if (matchId(entryName, id))
             return entryName;
     }
