@@ -1,0 +1,54 @@
+#include "background_dials.h"
+
+#include "console.h"
+#include "text.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <chrono>
+#include <exception>
+
+namespace {
+
+bool hasEnded(const std::future<ExitCode>& end) {
+    return end.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+}
+
+ExitCode dial(const DialRequest& request, Console& console) {
+    try {
+        return reportDial(request, runDial(request), console);
+    } catch (const std::exception& failure) {
+        console.message(fmt::format("{}: {}", utf8FromAnsi(request.id), failure.what()));
+        return ExitCode::failed;
+    }
+}
+
+} // namespace
+
+void BackgroundDials::begin(int line, DialRequest request, Console& console) {
+    auto end = std::async(std::launch::async,
+                          [request = std::move(request), &console] { return dial(request, console); });
+    dials.push_back({line, std::move(end)});
+}
+
+void BackgroundDials::wait(Console& console) const {
+    const auto running = std::ranges::count_if(dials, [](const Dial& dial) { return !hasEnded(dial.end); });
+    if (running == 0)
+        return;
+    const ProgressLine progress(console,
+                                fmt::format("waiting for {} dial{}", running, running == 1 ? "" : "s"));
+    for (const Dial& dial : dials)
+        dial.end.wait();
+}
+
+std::vector<BackgroundDials::Outcome> BackgroundDials::takeEnded() {
+    std::vector<Outcome> outcomes;
+    std::erase_if(dials, [&](Dial& dial) {
+        if (!hasEnded(dial.end))
+            return false;
+        outcomes.push_back({dial.line, dial.end.get()});
+        return true;
+    });
+    return outcomes;
+}

@@ -1,0 +1,55 @@
+// The commands: what a person can say, on the program's command line and in a session alike.
+#pragma once
+
+#include "exit_code.h"
+
+#include <functional>
+#include <span>
+#include <string>
+#include <vector>
+
+class BackgroundDials;
+class Console;
+
+namespace CLI {
+class App;
+}
+
+enum class PasswordFrom { console, standardInput, fileOnly };
+
+// What a command runs in.
+struct Context {
+    Console& console;
+    BackgroundDials& background;
+    PasswordFrom passwordFrom;     // where a dial finds its password when no file is named
+    std::string passwordFile = {}; // of the whole session; may be empty
+    std::string where = {};        // begins a message about a wrong command: the script and line
+    int line = 0;
+    bool inBackground = false;
+    bool leaving = false; // the session is to end
+};
+
+using Action = std::function<ExitCode(Context&)>;
+
+struct Command {
+    const char* name;
+    const char* summary;
+    const char* examples;
+    bool mayRunInBackground;
+    // Adds the command's arguments to `options`; the action finds in them what was given.
+    Action (*declare)(CLI::App& options);
+};
+
+// Those that do something for a peer, and those that only a session has.
+std::span<const Command> peerCommands();
+std::span<const Command> sessionCommands();
+
+// The command of that name among both; null when there is none.
+const Command* findCommand(const std::string& name);
+
+// Adds the commands to `app`. The one that a later parse meets puts its action into `chosen`.
+void declareCommands(CLI::App& app, std::span<const Command> commands, Action& chosen);
+
+// Parses `words` (UTF-8) and runs the action that they choose, or else `otherwise`. Tells what is wrong with
+// them.
+ExitCode parseAndRun(CLI::App& app, std::vector<std::string> words, const Action& chosen, Context& context);

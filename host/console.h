@@ -1,0 +1,65 @@
+// What the program shows: results on standard output, messages and progress on standard error.
+#pragma once
+
+#include <windows.h>
+
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+
+// Texts are UTF-8. Every function may be called from several threads at once; a line is never cut by another.
+class Console {
+  public:
+    Console();
+    Console(const Console&) = delete;
+    Console& operator=(const Console&) = delete;
+
+    void result(const std::string& line);
+    void message(const std::string& line);
+
+    bool readsConsole() const { return inputIsConsole; }
+    bool showsProgress() const { return errorIsConsole; }
+
+    // A line typed at the console behind `prompt`; nothing after Ctrl+C or Ctrl+Z. Results and messages that
+    // arrive meanwhile are shown before the next prompt, so that they do not break into what is typed.
+    std::optional<std::string> readLine(const std::string& prompt);
+
+    // Writes `prompt` and nothing behind it.
+    void ask(const std::string& prompt);
+
+    // One line of standard error, written over the one drawn before, that the next other output removes.
+    void drawProgress(const std::string& text);
+    void eraseProgress();
+
+  private:
+    void write(HANDLE handle, bool isConsole, const std::string& text);
+    void show(HANDLE handle, bool isConsole, const std::string& line);
+    void erase();
+    size_t errorWidth() const;
+
+    const HANDLE output;
+    const HANDLE error;
+    const bool inputIsConsole;
+    const bool outputIsConsole;
+    const bool errorIsConsole;
+
+    std::mutex lock;
+    size_t progressLength = 0;
+    bool holding = false;
+    std::string heldResults;
+    std::string heldMessages;
+};
+
+// Shows that something runs: at a console the seconds count up in place, elsewhere one line says so.
+class ProgressLine {
+  public:
+    ProgressLine(Console& shownOn, const std::string& text);
+    ~ProgressLine();
+    ProgressLine(const ProgressLine&) = delete;
+    ProgressLine& operator=(const ProgressLine&) = delete;
+
+  private:
+    Console& console;
+    std::jthread drawing;
+};

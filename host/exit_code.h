@@ -1,0 +1,13 @@
+// How the program tells a script what came of a command.
+#pragma once
+
+enum class ExitCode {
+    done = 0,
+    failed = 1,         // anything that no other code names
+    usage = 2,          // the command or one of its arguments is wrong
+    timedOut = 3,       // no error, but no connection after the wait
+    notConnected = 4,   // the service gave an error
+    notHungUp = 5,      // the connection is still there
+    serviceMissing = 8, // the remote-access service is not there
+    notFound = 10,      // no such peer or connection
+};

@@ -1,0 +1,157 @@
+#include "session.h"
+
+#include "background_dials.h"
+#include "commands.h"
+#include "console.h"
+#include "interruption.h"
+#include "outside/Helper.h"
+#include "session_line.h"
+#include "usage_error.h"
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <map>
+#include <optional>
+
+namespace {
+
+constexpr const char* prompt = "varnel> ";
+
+void checkCommand(const SessionLine& line) {
+    const std::string name = line.words.empty() ? "&" : line.words.front();
+    const Command* command = findCommand(name);
+    if (command == nullptr)
+        throw UsageError(fmt::format("there is no command \"{}\"; help lists them", name));
+    if (line.inBackground && !command->mayRunInBackground)
+        throw UsageError(fmt::format("{} cannot run in the background", command->name));
+}
+
+// Where the lines come from.
+class Lines {
+  public:
+    Lines(const std::string& script, Console& shownOn)
+        : console(shownOn), typed(script.empty() && shownOn.readsConsole()),
+          source(script.empty() ? "standard input" : script) {
+        if (script.empty())
+            return;
+        file.open(std::filesystem::path(utf82unicode(script)));
+        if (!file)
+            throw UsageError(fmt::format("the script \"{}\" cannot be opened", script));
+    }
+
+    bool areTyped() const { return typed; }
+
+    // The next line, shown when it was not typed; nothing at the end.
+    std::optional<std::string> next() {
+        ++number;
+        if (typed)
+            return console.readLine(prompt);
+        std::string line;
+        if (!std::getline(file.is_open() ? static_cast<std::istream&>(file) : std::cin, line))
+            return std::nullopt;
+        if (number == 1 && line.starts_with("\xEF\xBB\xBF"))
+            line.erase(0, 3);
+        if (line.ends_with('\r'))
+            line.pop_back();
+        return line;
+    }
+
+    int lineNumber() const { return number; }
+    std::string place(int line) const { return typed ? "" : fmt::format("{}:{}: ", source, line); }
+
+  private:
+    Console& console;
+    bool typed;
+    std::string source;
+    std::ifstream file;
+    int number = 0;
+};
+
+class Session {
+  public:
+    Session(const SessionOptions& given, Console& shownOn)
+        : options(given),
+          lines(given.script, shownOn), context{.console = shownOn,
+                                                .background = background,
+                                                .passwordFrom = lines.areTyped() ? PasswordFrom::console
+                                                                                 : PasswordFrom::fileOnly,
+                                                .passwordFile = given.passwordFile} {}
+
+    ExitCode run() {
+        while (!context.leaving && !interrupted() && !(options.stopOnError && !failures.empty())) {
+            const auto line = lines.next();
+            if (!line)
+                break;
+            record(lines.lineNumber(), runLine(*line));
+            recordBackground();
+        }
+        background.wait(context.console);
+        recordBackground();
+        return conclude();
+    }
+
+  private:
+    ExitCode runLine(const std::string& text) {
+        context.line = lines.lineNumber();
+        context.where = lines.place(context.line);
+        try {
+            const SessionLine line = parseLine(text);
+            const bool isCommand = !line.words.empty() || line.inBackground;
+            if (!lines.areTyped())
+                context.console.result((isCommand ? "> " : "") + text);
+            return isCommand ? runCommand(line) : ExitCode::done;
+        } catch (const UsageError& error) {
+            context.console.message(context.where + error.what());
+            return ExitCode::usage;
+        }
+    }
+
+    ExitCode runCommand(const SessionLine& line) {
+        checkCommand(line);
+        CLI::App app;
+        app.allow_windows_style_options(false);
+        Action chosen;
+        declareCommands(app, peerCommands(), chosen);
+        declareCommands(app, sessionCommands(), chosen);
+        context.inBackground = line.inBackground;
+        return parseAndRun(app, line.words, chosen, context);
+    }
+
+    void record(int line, ExitCode code) {
+        if (code != ExitCode::done)
+            failures.emplace(line, code);
+    }
+
+    void recordBackground() {
+        for (const auto& [line, code] : background.takeEnded())
+            record(line, code);
+    }
+
+    ExitCode conclude() {
+        if (failures.empty())
+            return ExitCode::done;
+        const auto& [line, code] = *failures.begin();
+        if (!lines.areTyped())
+            context.console.message(fmt::format("{}the first of {} failed command{}", lines.place(line),
+                                                failures.size(), failures.size() == 1 ? "" : "s"));
+        return code;
+    }
+
+    SessionOptions options;
+    Lines lines;
+    BackgroundDials background;
+    Context context;
+    std::map<int, ExitCode> failures; // by line
+};
+
+} // namespace
+
+ExitCode runSession(const SessionOptions& options, Console& console) {
+    return Session(options, console).run();
+}

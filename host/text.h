@@ -1,0 +1,14 @@
+// Texts on their way between the program (UTF-8), Windows (UTF-16) and the library (the ANSI code page).
+#pragma once
+
+#include <optional>
+#include <string>
+
+// Empty when the code page lacks a character of the text.
+std::optional<std::string> toAnsi(const std::string& utf8);
+
+std::wstring wideFromAnsi(const std::string& ansi);
+std::string utf8FromAnsi(const std::string& ansi);
+
+// What Windows says of an error code of its own, without a full stop; empty when it has no text for it.
+std::string systemMessage(unsigned long code);
