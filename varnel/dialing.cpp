@@ -3,12 +3,15 @@
 #include "call_trace.h"
 #include "log_line.h"
 #include "outside/Helper.h"
+#include "owners.h"
 #include "phonebook_lock.h"
 #include "ras_records.h"
 
 #include <optional>
 
 #include <raserror.h>
+
+#include <utility>
 
 namespace {
 
@@ -57,7 +60,10 @@ class VARNEL::DIALING {
   public:
     DIALING(const std::string& id, const std::string& password, const std::string& phoneBook,
             const std::string& entryName);
-    ~DIALING() { SecureZeroMemory(&params, sizeof params); }
+    ~DIALING() {
+        SecureZeroMemory(&params, sizeof params);
+        const OWNER<RAS_CONNECTION> abandoned(conn); // none, unless an exception passes
+    }
     DIALING(const DIALING&) = delete;
     DIALING& operator=(const DIALING&) = delete;
 
@@ -74,6 +80,7 @@ class VARNEL::DIALING {
     DWORD confirmSecondDial();
 
     DWORD dial(DWORD timeout);
+    void hangUp() { dialDown(std::exchange(conn, nullptr), id); }
     std::string dialText() const { return "RasDial(" + phoneBook + "," + entryName + ")"; }
 
     const std::string& id;
@@ -100,6 +107,7 @@ DWORD VARNEL::DIALING::run() {
     const DWORD result = first ? *first : redial();
     LOG_LINE(3, phoneBook + "," + entryName + "," + id + " pptp dial return " + int2stru(result) + ",time " +
                     int2stru(GetTickCount() - start));
+    conn = nullptr; // a connected one is the service's from here on
     return result;
 }
 
@@ -122,7 +130,7 @@ std::optional<DWORD> VARNEL::DIALING::firstDial() {
 std::optional<DWORD> VARNEL::DIALING::judgeFailure(DWORD error) {
     if (conn != nullptr) {
         LOG_LINE(2, dialText() + "fail, error " + int2stru(error));
-        dialDown(conn, id);
+        hangUp();
     }
     if (error == ERROR_DIAL_ALREADY_IN_PROGRESS)
         return std::nullopt;
@@ -142,7 +150,7 @@ std::optional<DWORD> VARNEL::DIALING::confirmFirstDial() {
         LOG_LINE(3, phoneBook + "," + entryName + " RasDial must success");
         return 0;
     }
-    dialDown(conn, id);
+    hangUp();
     LOG_LINE(2, dialText() + "return success, but RasGetConnectStatus return " + int2stru(status.linkError));
     return std::nullopt;
 }
@@ -180,7 +188,7 @@ DWORD VARNEL::DIALING::secondDial() {
     if (error != 0) {
         LOG_LINE(2, dialText() + " again fail, error " + int2stru(error));
         if (conn != nullptr)
-            dialDown(conn, id);
+            hangUp();
         return error;
     }
     if (conn == nullptr) {
@@ -200,7 +208,7 @@ DWORD VARNEL::DIALING::confirmSecondDial() {
         LOG_LINE(3, phoneBook + "," + entryName + " RasDial must success");
         return 0;
     }
-    dialDown(conn, id);
+    hangUp();
     LOG_LINE(2, dialText() + " return success, but RasGetConnectStatus return " + int2stru(status.linkError));
     return status.linkError;
 }

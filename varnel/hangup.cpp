@@ -71,8 +71,9 @@ bool sameFirstOctet(DWORD one, DWORD other) {
 } // namespace
 
 bool VARNEL::dialDown(HRASCONN conn, const std::string& id) {
+    OWNER<RAS_CONNECTION> connection(conn);
     LOG_LINE(1, "=>RasHangUp " + id);
-    const DWORD error = RasHangUpA(conn);
+    const DWORD error = RasHangUpA(connection.release());
     LOG_LINE(1, "<=RasHangUp " + id);
     if (error != 0 && error != ERROR_NO_CONNECTION)
         LOG_LINE(2, "RasHangUp fail, error " + int2stru(error));

@@ -3,6 +3,7 @@
 
 #include <winsock2.h>
 #include <windows.h>
+#include <ras.h>
 
 #include <utility>
 
@@ -56,4 +57,11 @@ struct HEAP_BLOCK {
     using TYPE = void*;
     static TYPE none() { return nullptr; }
     static void release(TYPE block) { HeapFree(GetProcessHeap(), 0, block); }
+};
+
+// A connection that nobody has taken over: the service keeps it, and its port, until it is hung up.
+struct RAS_CONNECTION {
+    using TYPE = HRASCONN;
+    static TYPE none() { return nullptr; }
+    static void release(TYPE connection) { RasHangUpA(connection); }
 };

@@ -62,10 +62,11 @@ void chkRasPbFile() {
         return;
     }
     const DWORD state = WaitForSingleObject(mutex.get(), 0);
+    const bool owned = state == WAIT_OBJECT_0 || state == WAIT_ABANDONED;
+    if (owned)
+        ReleaseMutex(mutex.get());
     if (state == WAIT_ABANDONED)
         LOG_LINE(2, "The RasPbFile is ABANDONED");
-    if (state == WAIT_OBJECT_0 || state == WAIT_ABANDONED)
-        ReleaseMutex(mutex.get());
-    else
+    else if (!owned)
         LOG_LINE(2, "Wait RasPbFile return " + int2stru(state));
 }
