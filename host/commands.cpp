@@ -32,8 +32,10 @@ const Command* findCommand(const std::string& name) {
 }
 
 void declareCommands(CLI::App& app, std::span<const Command> commands, Action& chosen) {
+    for (const char* label : {"TEXT", "REQUIRED"}) // the usage line shows what is optional
+        app.get_formatter()->label(label, "");
     for (const Command& command : commands) {
-        CLI::App* options = app.add_subcommand(command.name, command.summary);
+        CLI::App* options = app.add_subcommand(command.name, command.summary)->group("Commands");
         options->footer(command.examples);
         options->callback([action = command.declare(*options), &chosen] { chosen = action; });
     }
@@ -51,7 +53,7 @@ ExitCode parseAndRun(CLI::App& app, std::vector<std::string> words, const Action
         context.console.result(version.what());
         return ExitCode::done;
     } catch (const CLI::ParseError& error) {
-        return usageError(context, error.what());
+        return usageError(context, fmt::format("{}; --help tells more", error.what()));
     } catch (const UsageError& error) {
         return usageError(context, error.what());
     } catch (const std::exception& failure) {

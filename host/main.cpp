@@ -86,8 +86,12 @@ Action declareSession(CLI::App& options) {
         .add_option("--password-file", given->passwordFile,
                     "The password of dials that name no file themselves")
         ->option_text("FILE");
-    options.add_flag("--stop-on-error,!--keep-going", given->stopOnError,
-                     "Read no further line once a command has failed; --keep-going, the rule, reads on");
+    CLI::Option* stop = options.add_flag("--stop-on-error", given->stopOnError,
+                                         "Read no further line once a command has failed");
+    options
+        .add_flag_callback(
+            "--keep-going", [] {}, "Read on after a failed command, which is the rule")
+        ->excludes(stop);
     return [given](Context& context) { return runSession(*given, context.console); };
 }
 
@@ -102,7 +106,6 @@ ExitCode runProgram(Console& console, std::vector<std::string> words) {
     app.fallthrough();
     app.require_subcommand(0, 1);
     app.get_formatter()->label("SUBCOMMAND", "COMMAND");
-    app.get_formatter()->label("Subcommands", "Commands");
     app.set_version_flag("--version", versions,
                          "Print the versions of the program and of the library, and exit");
     app.footer(programHelp);
@@ -117,10 +120,7 @@ ExitCode runProgram(Console& console, std::vector<std::string> words) {
                     .passwordFrom =
                         console.readsConsole() ? PasswordFrom::console : PasswordFrom::standardInput,
                     .where = "varnel-host: "};
-    const ExitCode code = parseAndRun(app, std::move(words), chosen, context);
-    if (code == ExitCode::usage)
-        console.message("See \"varnel-host --help\".");
-    return code;
+    return parseAndRun(app, std::move(words), chosen, context);
 }
 
 } // namespace

@@ -84,6 +84,8 @@ class Session {
                                                 .passwordFile = given.passwordFile} {}
 
     ExitCode run() {
+        if (lines.areTyped())
+            context.console.message("\"help\" lists the commands, \"quit\" ends the session.");
         while (!context.leaving && !interrupted() && !(options.stopOnError && !failures.empty())) {
             const auto line = lines.next();
             if (!line)
@@ -100,12 +102,10 @@ class Session {
     ExitCode runLine(const std::string& text) {
         context.line = lines.lineNumber();
         context.where = lines.place(context.line);
+        if (!lines.areTyped())
+            context.console.result((isCommand(text) ? "> " : "") + text);
         try {
-            const SessionLine line = parseLine(text);
-            const bool isCommand = !line.words.empty() || line.inBackground;
-            if (!lines.areTyped())
-                context.console.result((isCommand ? "> " : "") + text);
-            return isCommand ? runCommand(line) : ExitCode::done;
+            return isCommand(text) ? runCommand(parseLine(text)) : ExitCode::done;
         } catch (const UsageError& error) {
             context.console.message(context.where + error.what());
             return ExitCode::usage;
@@ -116,6 +116,7 @@ class Session {
         checkCommand(line);
         CLI::App app;
         app.allow_windows_style_options(false);
+        app.require_subcommand(1);
         Action chosen;
         declareCommands(app, peerCommands(), chosen);
         declareCommands(app, sessionCommands(), chosen);

@@ -35,9 +35,9 @@ ExitCode help(const std::string& topic, Context& context) {
     if (findCommand(topic) == nullptr)
         throw UsageError(fmt::format("there is no command \"{}\"; help lists them", topic));
     CLI::App app;
-    Action chosen;
-    declareCommands(app, peerCommands(), chosen);
-    declareCommands(app, sessionCommands(), chosen);
+    Action unused;
+    declareCommands(app, peerCommands(), unused);
+    declareCommands(app, sessionCommands(), unused);
     context.console.result(app.get_subcommand(topic)->help());
     return ExitCode::done;
 }

@@ -26,11 +26,14 @@ std::string takeWord(const std::string& line, size_t& position) {
 
 } // namespace
 
+bool isCommand(const std::string& line) {
+    const size_t start = line.find_first_not_of(blanks);
+    return start != line.npos && line[start] != '#';
+}
+
 SessionLine parseLine(const std::string& line) {
     SessionLine parsed;
     size_t position = line.find_first_not_of(blanks);
-    if (position == line.npos || line[position] == '#')
-        return parsed;
     while (position != line.npos) {
         const size_t start = position;
         parsed.words.push_back(takeWord(line, position));

@@ -5,10 +5,12 @@
 #include <vector>
 
 struct SessionLine {
-    std::vector<std::string> words; // none in a blank line or a comment
-    bool inBackground = false;      // the last word was a bare &
+    std::vector<std::string> words;
+    bool inBackground = false; // the last word was a bare &
 };
 
-// Blanks part the words, but for those between double quotes. A line that begins with # is a comment.
-// A quote without its fellow throws a UsageError.
+// False for a blank line and for a comment, which begins with #.
+bool isCommand(const std::string& line);
+
+// Blanks part the words, but for those between double quotes. A quote without its fellow throws a UsageError.
 SessionLine parseLine(const std::string& line);
