@@ -1,0 +1,51 @@
+#include "import_table.h"
+
+#include <algorithm>
+
+namespace {
+
+const IMAGE_DATA_DIRECTORY& directory(const char* base, unsigned int index) {
+    const auto& dos = *reinterpret_cast<const IMAGE_DOS_HEADER*>(base);
+    const auto& headers = *reinterpret_cast<const IMAGE_NT_HEADERS*>(base + dos.e_lfanew);
+    return headers.OptionalHeader.DataDirectory[index];
+}
+
+void write(void** slot, void* value) {
+    DWORD protection = 0;
+    VirtualProtect(slot, sizeof *slot, PAGE_READWRITE, &protection);
+    *slot = value;
+    VirtualProtect(slot, sizeof *slot, protection, &protection);
+}
+
+} // namespace
+
+ImportTable::ImportTable(HMODULE module) {
+    char* const base = reinterpret_cast<char*>(module);
+    delayed = directory(base, IMAGE_DIRECTORY_ENTRY_DELAY_IMPORT).Size != 0;
+    const DWORD start = directory(base, IMAGE_DIRECTORY_ENTRY_IMPORT).VirtualAddress;
+    for (auto* from = reinterpret_cast<IMAGE_IMPORT_DESCRIPTOR*>(base + start); from->Name != 0; ++from) {
+        auto* wanted = reinterpret_cast<IMAGE_THUNK_DATA*>(base + from->OriginalFirstThunk);
+        auto* bound = reinterpret_cast<IMAGE_THUNK_DATA*>(base + from->FirstThunk);
+        for (; wanted->u1.AddressOfData != 0; ++wanted, ++bound) {
+            const bool named = !IMAGE_SNAP_BY_ORDINAL(wanted->u1.Ordinal);
+            const char* const name = base + wanted->u1.AddressOfData + offsetof(IMAGE_IMPORT_BY_NAME, Name);
+            all.push_back(
+                {base + from->Name, named ? name : "", reinterpret_cast<void**>(&bound->u1.Function)});
+        }
+    }
+}
+
+ImportTable::~ImportTable() {
+    for (auto original = originals.rbegin(); original != originals.rend(); ++original)
+        write(original->first, original->second);
+}
+
+void* ImportTable::replace(std::string_view name, void* replacement) {
+    const auto entry =
+        std::find_if(all.begin(), all.end(), [name](const Entry& e) { return e.name == name; });
+    if (entry == all.end())
+        return nullptr;
+    originals.emplace_back(entry->slot, *entry->slot);
+    write(entry->slot, replacement);
+    return originals.back().second;
+}

@@ -1,0 +1,36 @@
+// The import table of a loaded module: its entries by name, and their replacement for a scope.
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+class ImportTable {
+  public:
+    struct Entry {
+        std::string module;
+        std::string name; // empty for an import by ordinal
+        void** slot;
+    };
+
+    explicit ImportTable(HMODULE module);
+    // Puts back what was replaced.
+    ~ImportTable();
+    ImportTable(const ImportTable&) = delete;
+    ImportTable& operator=(const ImportTable&) = delete;
+
+    const std::vector<Entry>& entries() const { return all; }
+    bool hasDelayedImports() const { return delayed; }
+
+    // Puts `replacement` in the place of import `name`. What stood there, or null when nothing of that name
+    // is imported.
+    void* replace(std::string_view name, void* replacement);
+
+  private:
+    std::vector<Entry> all;
+    bool delayed = false;
+    std::vector<std::pair<void**, void*>> originals;
+};

@@ -1,0 +1,112 @@
+#include "imports.h"
+
+#include "complaints.h"
+
+#include <cstdarg>
+#include <cstdio>
+#include <mutex>
+
+namespace {
+
+std::mutex recordLock;
+std::vector<std::string> complaints;
+std::vector<std::string> journal;
+
+template<Text Name>
+Redirection redirection(std::string_view module, std::string_view symbol = Name.view()) {
+    using I = Import<Name>;
+    return {module,
+            Name.view(),
+            symbol,
+            reinterpret_cast<void*>(&I::thunk),
+            [](void* real) { I::real = reinterpret_cast<decltype(I::real)>(real); },
+            &I::forget};
+}
+
+Redirection logPrint() {
+    return {"Log.dll",
+            "LOG::print",
+            "_ZN3LOG5printEiPKclS1_z",
+            reinterpret_cast<void*>(&LogPrint::thunk),
+            [](void*) {},
+            [] { LogPrint::behaviour = nullptr; }};
+}
+
+} // namespace
+
+void complain(const std::string& text) {
+    const std::scoped_lock locked(recordLock);
+    complaints.push_back(text);
+}
+
+std::vector<std::string> takeComplaints() {
+    const std::scoped_lock locked(recordLock);
+    return std::exchange(complaints, {});
+}
+
+void Journal::add(const std::string& line) {
+    const std::scoped_lock locked(recordLock);
+    journal.push_back(line);
+}
+
+std::vector<std::string> Journal::lines() {
+    const std::scoped_lock locked(recordLock);
+    return journal;
+}
+
+void Journal::clear() {
+    const std::scoped_lock locked(recordLock);
+    journal.clear();
+}
+
+void Faults::plan(const std::optional<Fault>& fault) {
+    planned = fault;
+    calls = 0;
+    hasStruck = false;
+}
+
+bool Faults::strikes(std::string_view function) {
+    if (!planned || (!planned->function.empty() && planned->function != function))
+        return false;
+    const long call = ++calls;
+    if (call != planned->nth && !(planned->lasting && call > planned->nth))
+        return false;
+    hasStruck = true;
+    return true;
+}
+
+void LogPrint::thunk(int level, const char* file, long line, const char* format, ...) {
+    char text[2048];
+    std::va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(text, sizeof text, format, arguments);
+    va_end(arguments);
+    const DWORD lastError = GetLastError();
+    if (behaviour)
+        behaviour(level, file, line, text);
+    SetLastError(lastError);
+}
+
+const std::vector<Redirection>& redirections() {
+    static const std::vector<Redirection> all = {
+#define VARNEL_REDIRECTION(module, function, failure, shown) redirection<#function>(module),
+        VARNEL_IMPORTS(VARNEL_REDIRECTION)
+#undef VARNEL_REDIRECTION
+            redirection<"LOG::prints">(
+                "Log.dll", "_ZN3LOG6printsEiPKclRKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE"),
+        logPrint()};
+    return all;
+}
+
+const std::vector<std::string_view>& importsLeftAlone() {
+    static const std::vector<std::string_view> names = {
+        "GetLastError", "SetLastError", "WSAGetLastError", "_ZN3LOG5levelE",
+        // Windows Sockets are started and ended with the library.
+        "WSAStartup", "WSACleanup",
+        // Called by the run-time's own code: start-up, formatting, error texts.
+        "DeleteCriticalSection", "EnterCriticalSection", "FormatMessageA", "FormatMessageW",
+        "GetCurrentThreadId", "InitializeCriticalSection", "IsDBCSLeadByteEx", "LeaveCriticalSection",
+        "LocalFree", "MultiByteToWideChar", "TlsGetValue", "VirtualProtect", "VirtualQuery",
+        "WideCharToMultiByte"};
+    return names;
+}

@@ -1,0 +1,64 @@
+// The library's private operations and data, by name. They are exported, so their addresses are there for the
+// asking; an explicit instantiation may name what is private.
+#pragma once
+
+#include "varnel/Varnel.h"
+
+namespace privates {
+
+template<class Tag, typename Tag::Type Member>
+struct Access {
+    friend typename Tag::Type memberOf(Tag) { return Member; }
+};
+
+#define PRIVATE_MEMBER(alias, type, ...)                                                                     \
+    struct alias##Tag {                                                                                      \
+        using Type = type*;                                                                                  \
+        friend Type memberOf(alias##Tag);                                                                    \
+    };                                                                                                       \
+    template struct Access<alias##Tag, &__VA_ARGS__>;                                                        \
+    inline type& alias = *memberOf(alias##Tag{});
+
+using HostsFunction = void (*)(const std::string&);
+using Attempts = std::map<unsigned int, boost::shared_ptr<DIALUP_CALLBACK::ITEM>>;
+using EntryPlace = std::pair<std::string, std::string>;
+using EntryNames = std::list<RASENTRYNAMEA>;
+using Texts = std::list<std::string>;
+using DialParams = RASDIALPARAMSA;
+
+#define PRIVATE_OPERATION(name, result, ...)                                                                 \
+    using name##Type = result(__VA_ARGS__);                                                                  \
+    PRIVATE_MEMBER(name, name##Type, VARNEL::name)
+
+PRIVATE_MEMBER(items, Attempts, DIALUP_CALLBACK::items)
+PRIVATE_MEMBER(callbackIdIndex, volatile long, VARNEL::callbackIdIndex)
+PRIVATE_MEMBER(isWin6Plus, bool, VARNEL::isWin6Plus)
+PRIVATE_MEMBER(onlyClient, bool, VARNEL::onlyClient)
+PRIVATE_MEMBER(publicPhoneBook, std::string, VARNEL::publicPhoneBook)
+PRIVATE_MEMBER(pptpsrvDialDownCallback, HostsFunction, VARNEL::pptpsrvDialDownCallback)
+
+PRIVATE_OPERATION(getCallbackIdIndex, long)
+PRIVATE_OPERATION(rasDialFunc2, DWORD, DWORD, DWORD, HRASCONN, unsigned int, RASCONNSTATE, DWORD, DWORD)
+PRIVATE_OPERATION(getStateString, std::string, RASCONNSTATE)
+PRIVATE_OPERATION(dialUp3, DWORD, const std::string&, DialParams&, DWORD, HRASCONN*)
+PRIVATE_OPERATION(dialUp2, DWORD, const std::string&, const std::string&, bool, bool, DWORD)
+PRIVATE_OPERATION(getPublicPhoneBook, void)
+PRIVATE_OPERATION(getPhoneBook, std::string, const std::string&, bool)
+PRIVATE_OPERATION(removePhoneBook, bool, const std::string&)
+PRIVATE_OPERATION(createEntry, EntryPlace, VARNEL::INFO*, bool, bool)
+PRIVATE_OPERATION(getEntryNameWithSuffix, std::string, const std::string&, bool)
+PRIVATE_OPERATION(getAllEntries, EntryNames, const std::string&)
+PRIVATE_OPERATION(getCurrentEntryName, std::string, const std::string&, const std::string&)
+PRIVATE_OPERATION(matchId, bool, const std::string&, const std::string&)
+PRIVATE_OPERATION(removeEntry, bool, const std::string&, const std::string&)
+PRIVATE_OPERATION(removeEntries, void, const Texts&)
+PRIVATE_OPERATION(dialDownSameIp, bool, DWORD)
+PRIVATE_OPERATION(dialDownAllPptp, bool)
+PRIVATE_OPERATION(getAllActiveEntry, Texts)
+PRIVATE_OPERATION(getEntryStatus, bool, const std::string&)
+
+// The hang-up by handle shares its name with the public one by peer id.
+using hangUpType = bool(HRASCONN, const std::string&);
+PRIVATE_MEMBER(hangUp, hangUpType, VARNEL::dialDown)
+
+} // namespace privates

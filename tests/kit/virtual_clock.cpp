@@ -1,0 +1,89 @@
+#include "virtual_clock.h"
+
+#include "imports.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <future>
+
+namespace {
+
+constexpr DWORD patience = 20'000; // ms of real time
+
+[[noreturn]] void giveUp(const char* reason) {
+    std::fputs(reason, stderr);
+    std::_Exit(EXIT_FAILURE);
+}
+
+// Only the registry's lock waits in this way; nobody may hold it for long.
+DWORD waitForLock(HANDLE lock, DWORD ms, WINBOOL alertable) {
+    const DWORD state = WaitForSingleObjectEx(lock, std::min(ms, patience), alertable);
+    if (state == WAIT_TIMEOUT && ms == INFINITE)
+        giveUp("The library waits for its own lock for ever.\n");
+    return state;
+}
+
+} // namespace
+
+VirtualClock::VirtualClock() {
+    on<"Sleep">([this](DWORD ms) { pass(ms == 0 ? yieldTakes : ms); });
+    on<"GetTickCount">([this] { return real ? GetTickCount() : ticks(); });
+    on<"WaitForSingleObject">([this](HANDLE object, DWORD ms) { return wait(object, ms); });
+    on<"WaitForSingleObjectEx">(&waitForLock);
+}
+
+VirtualClock::~VirtualClock() {
+    joinActions();
+}
+
+void VirtualClock::in(DWORD ms, std::function<void()> action) {
+    if (real) {
+        const std::scoped_lock locked(actionsLock);
+        actions.emplace_back(std::move(action));
+    } else if (ms == 0)
+        std::async(std::launch::async, action).get();
+    else
+        agenda.emplace(elapsed + ms, std::move(action));
+}
+
+void VirtualClock::joinActions() {
+    for (std::thread& action : actions)
+        action.join();
+    actions.clear();
+}
+
+// Does the next thing on the agenda that is due by `limit`; false when there is none.
+bool VirtualClock::actNext(unsigned long long limit) {
+    const auto next = agenda.begin();
+    if (next == agenda.end() || next->first > limit)
+        return false;
+    elapsed = std::max(elapsed, next->first);
+    const std::function<void()> action = std::move(next->second);
+    agenda.erase(next);
+    std::async(std::launch::async, action).get();
+    return true;
+}
+
+void VirtualClock::pass(DWORD ms) {
+    if (real)
+        return;
+    const unsigned long long end = elapsed + ms;
+    while (actNext(end)) {
+    }
+    elapsed = end;
+}
+
+DWORD VirtualClock::wait(HANDLE object, DWORD ms) {
+    if (real)
+        return WaitForSingleObject(object, ms);
+    const unsigned long long end = ms == INFINITE ? ~0ULL : elapsed + ms;
+    DWORD state = WaitForSingleObject(object, 0);
+    while (state == WAIT_TIMEOUT && actNext(end))
+        state = WaitForSingleObject(object, 0);
+    if (state != WAIT_TIMEOUT)
+        return state;
+    if (ms == INFINITE)
+        giveUp("The library waits for ever, for something that nobody will do.\n");
+    elapsed = end;
+    return state;
+}

@@ -1,0 +1,17 @@
+# The library's tests: the shipped Varnel.dll, its imports redirected by the kit.
+add_library(varnel_kit STATIC
+  kit/guarded_heap.cpp
+  kit/import_table.cpp
+  kit/imports.cpp
+  kit/ledger.cpp
+  kit/scripted_ras.cpp
+  kit/varnel_test.cpp
+  kit/virtual_clock.cpp)
+target_link_libraries(varnel_kit PUBLIC varnel log helper helper2 test_main)
+
+add_wine_test(varnel_test
+  SOURCES
+    exports_test.cpp
+    notifier_test.cpp
+    dial_attempt_test.cpp
+  LIBRARIES varnel_kit)
