@@ -1,14 +1,15 @@
 # Debian keeps its header-only libraries in /usr/include, among the C headers of another system, which must never
 # be on a cross compiler's path. The few folders wanted are linked into a folder of their own: target system_headers.
+set(HEADER_LIBRARIES /usr/include CACHE PATH "The folder that holds boost, spdlog, fmt, CLI, nlohmann and catch2")
 set(system_headers_folder "${CMAKE_BINARY_DIR}/system-headers")
 file(MAKE_DIRECTORY "${system_headers_folder}")
 
 function(use_system_headers folder package)
-  find_path(${folder}_parent NAMES "${folder}" PATHS /usr/include NO_CMAKE_FIND_ROOT_PATH)
-  if(NOT ${folder}_parent)
-    message(FATAL_ERROR "The headers of ${folder} are missing. Run scripts/setup, or install Debian's ${package}.")
+  if(NOT IS_DIRECTORY "${HEADER_LIBRARIES}/${folder}")
+    message(FATAL_ERROR "The headers of ${folder} are not in ${HEADER_LIBRARIES}. Run scripts/setup, install Debian's "
+                        "${package}, or set HEADER_LIBRARIES.")
   endif()
-  file(CREATE_LINK "${${folder}_parent}/${folder}" "${system_headers_folder}/${folder}" SYMBOLIC)
+  file(CREATE_LINK "${HEADER_LIBRARIES}/${folder}" "${system_headers_folder}/${folder}" SYMBOLIC)
 endfunction()
 
 use_system_headers(boost libboost-dev)
