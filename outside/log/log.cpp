@@ -10,26 +10,25 @@
 
 namespace {
 
-// Closed when the library is unloaded, but left alone at the end of the process: modules that are unloaded
-// after this one may still write, and a thread that was stopped in the middle of a record holds the file's
-// locks.
-class OpenLog {
+// Null once this library has been told that it is unloaded or that the process ends; records are lost from
+// then on.
+logging::RecordFile* openLog = new logging::RecordFile;
+
+// At the end of the process the file is left as it is: a thread that was stopped in the middle of a record
+// may hold its locks.
+class CloseAtUnload {
   public:
-    OpenLog() = default;
-    ~OpenLog() {
+    CloseAtUnload() = default;
+    ~CloseAtUnload() {
         if (!logging::processIsEnding())
-            delete file;
+            delete openLog;
+        openLog = nullptr;
     }
-    OpenLog(const OpenLog&) = delete;
-    OpenLog& operator=(const OpenLog&) = delete;
-
-    void write(const std::string& line) const noexcept { file->write(line); }
-
-  private:
-    logging::RecordFile* const file = new logging::RecordFile;
+    CloseAtUnload(const CloseAtUnload&) = delete;
+    CloseAtUnload& operator=(const CloseAtUnload&) = delete;
 };
 
-const OpenLog openLog;
+const CloseAtUnload closeAtUnload;
 
 class LastErrorKept {
   public:
@@ -43,8 +42,9 @@ class LastErrorKept {
 };
 
 void write(int level, const char* file, long line, const std::string& text) {
-    openLog.write(fmt::format("{} {}({}) {}", level, logging::oneLine(file ? file : "?"), line,
-                              logging::oneLine(text)));
+    if (openLog)
+        openLog->write(fmt::format("{} {}({}) {}", level, logging::oneLine(file ? file : "?"), line,
+                                   logging::oneLine(text)));
 }
 
 } // namespace
