@@ -14,4 +14,11 @@ add_wine_test(varnel_test
     exports_test.cpp
     notifier_test.cpp
     dial_attempt_test.cpp
+    dialing_test.cpp
+    phonebook_test.cpp
+    entries_test.cpp
+    hangup_test.cpp
+    status_test.cpp
   LIBRARIES varnel_kit)
+
+add_wine_test(cost_test SOURCES cost_test.cpp kit/import_table.cpp LIBRARIES varnel log)

@@ -83,7 +83,7 @@ struct WithMinusOne { // and the code in the thread's last error
 struct WithHresult {
     template<class R>
     static bool happened(R result) {
-        return FAILED(result);
+        return result != S_OK;
     }
     template<class R>
     static R make() {

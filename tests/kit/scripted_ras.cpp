@@ -95,7 +95,10 @@ ScriptedRas::ScriptedRas(VirtualClock& clock_) : clock(clock_) {
     SERVED("RasDeleteEntryA", (LPCSTR book, LPCSTR name), deleteEntry(book, name));
     SERVED("RasGetErrorStringA", (UINT error, LPSTR text, DWORD room),
            (std::snprintf(text, room, " text of %u", error), DWORD{0}));
-    on<"IsFileExist">([this](const char* file) { return phoneBooks.contains(file); });
+    on<"IsFileExist">([this](const char* file) {
+        const std::scoped_lock locked(lock);
+        return phoneBooks.contains(file);
+    });
     on<"DeleteFileA">([this](LPCSTR file) -> WINBOOL {
         const std::scoped_lock locked(lock);
         SetLastError(ERROR_FILE_NOT_FOUND);
