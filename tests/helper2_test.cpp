@@ -84,16 +84,13 @@ class Installed {
     Installed(const std::string& serviceName, DWORD start)
         : Installed(serviceName, SERVICE_WIN32_OWN_PROCESS, start, "\"" + thisProgram() + "\" service") {}
     ~Installed() {
-        SERVICE_STATUS status{};
-        ControlService(service, EndControl, &status);
+        control(EndControl);
         for (int i = 0; i < 500 && state() != SERVICE_STOPPED; ++i)
             Sleep(10);
         DeleteService(service);
         CloseServiceHandle(service);
         CloseServiceHandle(manager);
     }
-    Installed(const Installed&) = delete;
-    Installed& operator=(const Installed&) = delete;
 
     DWORD startType() const {
         alignas(QUERY_SERVICE_CONFIGA) char buffer[4096];
@@ -101,6 +98,11 @@ class Installed {
         DWORD needed = 0;
         REQUIRE(QueryServiceConfigA(service, config, sizeof buffer, &needed));
         return config->dwStartType;
+    }
+
+    bool control(DWORD code) const {
+        SERVICE_STATUS status{};
+        return ControlService(service, code, &status) != FALSE;
     }
 
     DWORD state() const {
@@ -135,8 +137,6 @@ class Listener {
         letTheSystemKnowItsOwner();
     }
     ~Listener() { closesocket(socket); }
-    Listener(const Listener&) = delete;
-    Listener& operator=(const Listener&) = delete;
 
     unsigned short port;
 
@@ -216,21 +216,16 @@ TEST_CASE("service", "[.]") {
 }
 
 TEST_CASE("A service that is not installed") {
+    const auto act = GENERATE(
+        as<bool (*)(const char*)>(), DisableService, StopService,
+        [](const char* name) { return EnableService(name, 0); },
+        [](const char* name) { return IsServiceEnabled(name, nullptr); });
+    SetLastError(0);
+    CHECK_FALSE(act("TavikTestMissing"));
+    CHECK(GetLastError() == ERROR_SERVICE_DOES_NOT_EXIST);
     bool exists = false;
     CHECK_FALSE(IsServiceEnabled("TavikTestMissing", &exists));
     CHECK_FALSE(exists);
-    CHECK(GetLastError() == ERROR_SERVICE_DOES_NOT_EXIST);
-    for (const auto act : {DisableService, StopService}) {
-        SetLastError(0);
-        CHECK_FALSE(act("TavikTestMissing"));
-        CHECK(GetLastError() == ERROR_SERVICE_DOES_NOT_EXIST);
-    }
-    SetLastError(0);
-    CHECK_FALSE(EnableService("TavikTestMissing", 0));
-    CHECK(GetLastError() == ERROR_SERVICE_DOES_NOT_EXIST);
-    exists = true;
-    CHECK_FALSE(IsServiceEnabled("TavikTestMissing", &exists));
-    CHECK(exists); // left alone
 }
 
 TEST_CASE("A service that may not be opened is installed") {
@@ -268,25 +263,13 @@ TEST_CASE("A service is enabled, started, stopped and disabled") {
     CHECK(StopService(name.c_str())); // has stopped already
 }
 
-TEST_CASE("A service that is not disabled keeps its start type") {
-    const Installed service("TavikTest", SERVICE_DEMAND_START);
-    CHECK(EnableService("TavikTest", 2));
-    CHECK(service.startType() == SERVICE_DEMAND_START);
-    CHECK(service.state() == SERVICE_RUNNING);
-}
-
-TEST_CASE("A service that is being stopped is started again once it has stopped") {
+TEST_CASE("A service that is being stopped is started again, and keeps its start type when not disabled") {
     const Installed service("TavikTestSlow", SERVICE_DEMAND_START);
     REQUIRE(EnableService("TavikTestSlow", 0));
-    SERVICE_STATUS status{};
-    const SC_HANDLE manager = OpenSCManagerA(nullptr, nullptr, SC_MANAGER_CONNECT);
-    const SC_HANDLE opened = OpenServiceA(manager, "TavikTestSlow", SERVICE_STOP);
-    REQUIRE(ControlService(opened, SERVICE_CONTROL_STOP, &status));
-    CloseServiceHandle(opened);
-    CloseServiceHandle(manager);
-    CHECK(EnableService("TavikTestSlow", 0));
+    REQUIRE(service.control(SERVICE_CONTROL_STOP));
+    CHECK(EnableService("TavikTestSlow", 2));
     CHECK(service.state() == SERVICE_RUNNING);
-    CHECK(StopService("TavikTestSlow"));
+    CHECK(service.startType() == SERVICE_DEMAND_START);
 }
 
 TEST_CASE("A service that ends at its start leaves its own code") {
@@ -294,15 +277,6 @@ TEST_CASE("A service that ends at its start leaves its own code") {
     SetLastError(0);
     CHECK_FALSE(EnableService("TavikTestFailing", 0));
     CHECK(GetLastError() == FailedCode);
-}
-
-TEST_CASE("A service without its program leaves the system's code") {
-    const Installed service("TavikTest", SERVICE_WIN32_OWN_PROCESS, SERVICE_DISABLED,
-                            "C:\\missing\\missing.exe");
-    SetLastError(0);
-    CHECK_FALSE(EnableService("TavikTest", 0));
-    CHECK(GetLastError() == ERROR_FILE_NOT_FOUND);
-    CHECK(service.startType() == SERVICE_AUTO_START);
 }
 
 TEST_CASE("A service that does not take a stop goes on, and the code tells it") {
@@ -410,7 +384,7 @@ TEST_CASE("A listener comes before a connection, and what belongs to nobody is p
     CHECK(name.empty());
 }
 
-TEST_CASE("A table of connections that grows between two calls is asked for again, a failure is told") {
+TEST_CASE("A table of connections that grows between two calls is asked for again") {
     connections = {{MIB_TCP_STATE_LISTEN, 0, htons(1723), 0, 0, 4}};
     ImportTable imports(helper2());
     REQUIRE(imports.replace(
@@ -422,10 +396,4 @@ TEST_CASE("A table of connections that grows between two calls is asked for agai
         })));
     std::wstring name;
     CHECK(GetPortOccupyProcessW(1723, name) == 4);
-    REQUIRE(
-        imports.replace("GetExtendedTcpTable", pointer(+[](void*, DWORD*, BOOL, ULONG, TCP_TABLE_CLASS,
-                                                           ULONG) -> DWORD { return ERROR_NOT_SUPPORTED; })));
-    SetLastError(0);
-    CHECK(GetPortOccupyProcessW(1723, name) == 0);
-    CHECK(GetLastError() == ERROR_NOT_SUPPORTED);
 }
