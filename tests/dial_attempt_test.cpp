@@ -11,7 +11,6 @@ class DialAttempt : public VarnelTest {
         ras.phoneBooks[phoneBook] = {{"node #0"}};
         params.dwSize = 1064;
         std::strcpy(params.szEntryName, "node #0");
-        privates::callbackIdIndex = 0;
     }
 
     DWORD attempt(DWORD timeout = 10'000) { return privates::dialUp3(phoneBook, params, timeout, &conn); }

@@ -8,9 +8,9 @@
 
 class Entries : public VarnelTest {
   protected:
-    std::pair<std::string, std::string> create(bool encryption = false, bool publicBook = false) {
+    std::pair<std::string, std::string> create(bool encryption = false, bool inPublic = false) {
         VARNEL::INFO info{peer, 0x0A0B0C0D};
-        return privates::createEntry(&info, publicBook, encryption);
+        return privates::createEntry(&info, inPublic, encryption);
     }
     Lines names(const std::string& phoneBook) {
         Lines found;
@@ -115,10 +115,11 @@ TEST_CASE_METHOD(Entries, "no entry is made of an incomplete description") {
 
 TEST_CASE_METHOD(Entries,
                  "without a public phonebook or a private folder the default phonebook takes the entry") {
-    const bool publicBook = GENERATE(false, true);
-    if (!publicBook)
+    const bool inPublic = GENERATE(false, true);
+    privates::publicPhoneBook.clear();
+    if (!inPublic)
         on<"GetPrivateConfigPathName">([](const char*, const char*) { return std::string(); });
-    CHECK(create(false, publicBook) == std::pair(std::string(), entry()));
+    CHECK(create(false, inPublic) == std::pair(std::string(), entry()));
     CHECK(calls({"RasSet"}) == Lines{"RasSetEntryPropertiesA(null, " + entry() + ", 2088, 0)",
                                      "RasSetEntryDialParamsA(null, " + entry() + ", 1)"});
 }

@@ -11,10 +11,12 @@ target_link_libraries(varnel_kit PUBLIC varnel log helper helper2 test_main)
 
 add_wine_test(varnel_test
   SOURCES
+    kit_test.cpp
     exports_test.cpp
     notifier_test.cpp
     dial_attempt_test.cpp
     dialing_test.cpp
+    dialing_robustness_test.cpp
     phonebook_test.cpp
     entries_test.cpp
     hangup_test.cpp

@@ -50,8 +50,12 @@ GuardedHeap::~GuardedHeap() {
     for (const auto& [block, first] : pages)
         VirtualFree(first, 0, MEM_RELEASE);
     rangeCount = 0;
-    if (forbiddenAccesses.exchange(0) != 0)
+    if (takeForbiddenAccesses() != 0)
         complain("a heap block was overrun, or used after it had been freed");
+}
+
+unsigned int GuardedHeap::takeForbiddenAccesses() {
+    return forbiddenAccesses.exchange(0);
 }
 
 void* GuardedHeap::allocate(DWORD heapFlags, SIZE_T bytes) {

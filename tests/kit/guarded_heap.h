@@ -19,6 +19,9 @@ class GuardedHeap {
     SIZE_T lastSize() const { return size; }
     DWORD lastFlags() const { return flags; }
 
+    // How often a forbidden page was touched, in its first place each, since the last call.
+    static unsigned int takeForbiddenAccesses();
+
   private:
     void* allocate(DWORD heapFlags, SIZE_T bytes);
     bool free(void* block);

@@ -124,9 +124,10 @@ Ledger::Ledger() {
     watchTheRest(*this);
 }
 
-Ledger::~Ledger() {
-    for (const auto& [resource, state] : states)
-        if (state == State::Open)
+void Ledger::settle() {
+    const std::scoped_lock locked(lock);
+    for (auto& [resource, state] : states)
+        if (std::exchange(state, state == State::Open ? State::Released : state) == State::Open)
             complain(resource.first + " never released");
 }
 

@@ -13,8 +13,7 @@ class Ledger {
   public:
     // Watches the imports that acquire, use and release.
     Ledger();
-    // Complains of what was not released.
-    ~Ledger();
+    ~Ledger() { settle(); }
     Ledger(const Ledger&) = delete;
     Ledger& operator=(const Ledger&) = delete;
 
@@ -23,6 +22,9 @@ class Ledger {
     void released(const std::string& kind, const void* value);
     // The owner keeps it for as long as the process lives.
     void kept(const std::string& kind, const void* value);
+
+    // Complains of what was not released, and forgets it.
+    void settle();
 
   private:
     enum class State { Open, Kept, Released };

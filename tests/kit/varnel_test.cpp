@@ -54,7 +54,8 @@ VarnelTest::VarnelTest()
     LOG::level = 3;
     privates::isWin6Plus = false;
     privates::onlyClient = false;
-    privates::publicPhoneBook.clear();
+    privates::publicPhoneBook = publicBook;
+    privates::callbackIdIndex = 0;
     privates::pptpsrvDialDownCallback = &tellHost;
 }
 

@@ -21,6 +21,14 @@
 
 using Lines = std::vector<std::string>;
 
+// What a host asks of a dial-up, beside the peer.
+struct Wish {
+    std::string password = "secret";
+    bool publicBook = false;
+    bool encryption = false;
+    DWORD ip = 0x0A000001;
+};
+
 class VarnelTest {
   public:
     VarnelTest();
@@ -35,12 +43,9 @@ class VarnelTest {
     std::string entry(int suffix = 0) const;
     static std::string bookOf(const std::string& id) { return "C:\\peers\\" + id + "\\pptp.pbk"; }
 
-    struct Wish {
-        std::string password = "secret";
-        bool publicBook = false;
-        bool encryption = false;
-        DWORD ip = 0x0A000001;
-    };
+    // Before Windows 6 the hang-up by peer id takes the private phonebook along, not the public one.
+    static constexpr char publicBook[] = "C:\\all\\rasphone.pbk";
+    static inline const Wish inPublicBook{.publicBook = true};
     // Dials this test's peer as a host does, or one round of that. Complains when a handle that a dial gave
     // was neither hung up nor led to success.
     DWORD dial(const Wish& wish);
