@@ -10,3 +10,5 @@ add_wine_test(standin_ras_test
     standin_ras_phonebook_test.cpp
     standin_ras_credentials_test.cpp
   LIBRARIES standin_ras)
+configure_file("${CMAKE_CURRENT_LIST_DIR}/../standin/ras/peers.example.ini"
+               "${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/peers.example.ini" COPYONLY)

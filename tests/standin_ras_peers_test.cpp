@@ -109,3 +109,15 @@ TEST_CASE("the peers may be described in another file, or nowhere") {
     CHECK(outcome == std::pair(RASCS_Connected, DWORD{0}));
     CHECK(elsewhere == std::pair(RASCS_ConnectDevice, DWORD{800}));
 }
+
+TEST_CASE("the example is right") {
+    const Computer computer;
+    char program[MAX_PATH];
+    GetModuleFileNameA(nullptr, program, MAX_PATH);
+    const std::string folder = std::string(program).substr(0, std::string(program).rfind('\\'));
+    computer.describe(readText(folder + "\\peers.example.ini"));
+    computer.addEntry("a", "203.0.113.7");
+    Dial dial(computer, dialParams("a", "node8", "another secret"));
+    REQUIRE(dial.result == 0);
+    CHECK(dial.waitForEnd().back() == std::pair(RASCS_Connected, DWORD{0}));
+}

@@ -4,6 +4,7 @@
 #include <catch2/catch.hpp>
 
 #include <cstring>
+#include <fstream>
 
 using namespace standin_test;
 
@@ -147,4 +148,23 @@ TEST_CASE("a phonebook is whole at whatever moment its writer is killed") {
         CHECK(text.ends_with("TryNextAlternateOnFail=1\r\n\r\n"));
         computer.addEntry("b");
     }
+}
+
+TEST_CASE("a restart of the computer ends all connections") {
+    const Computer computer("[10.1.1.1]\n");
+    computer.addEntry("a");
+    Dial dial(computer, "a");
+    dial.waitForEnd();
+    {
+        // The uptime of the last use, at offset 8 of the table: one that this computer will not reach soon.
+        std::fstream table(computer.path("connections.bin"), std::ios::binary | std::ios::in | std::ios::out);
+        const long long later = 1LL << 50;
+        table.seekp(8).write(reinterpret_cast<const char*>(&later), sizeof later);
+        REQUIRE(table.good());
+    }
+    CHECK(connectedEntries().empty());
+    CHECK(statusOf(dial.handle).result == ERROR_INVALID_HANDLE);
+    dial.handle = nullptr;
+    Dial again(computer, "a");
+    CHECK(again.waitForEnd().back() == std::pair(RASCS_Connected, DWORD{0}));
 }

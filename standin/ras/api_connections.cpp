@@ -53,10 +53,10 @@ RASCONNA connectionOf(const ConnectionRecord& record) {
 
 RASCONNSTATUSA statusOf(const ConnectionRecord& record) {
     RASCONNSTATUSA status{};
-    status.rasconnstate = static_cast<RASCONNSTATE>(record.state);
+    status.rasconnstate = static_cast<RASCONNSTATE>(record.progress.state);
     status.dwError = record.error;
     fillField(status.szPhoneNumber, fieldText(record.number));
-    if (record.state >= RASCS_ConnectDevice) {
+    if (record.progress.state >= RASCS_ConnectDevice) {
         fillField(status.szDeviceType, vpnDeviceType);
         fillField(status.szDeviceName, fieldText(record.deviceName));
     }

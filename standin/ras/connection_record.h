@@ -5,6 +5,7 @@
 
 #include <windows.h>
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 
@@ -14,12 +15,23 @@
 
 namespace standin {
 
-enum class Phase : std::uint32_t {
+enum class Phase : std::uint16_t {
     dialing,
     failed, // not hung up yet
     connected,
     broken, // ended by itself
     hungUp, // going down
+};
+
+// How far a connection has come. It changes as a whole, under the table's mutex; only the dial itself goes
+// from state to state without the mutex, which the serial number keeps it from doing to a later user of the
+// record.
+struct alignas(8) Progress {
+    std::uint32_t serial; // of the connection
+    Phase phase;
+    std::uint16_t state; // RASCONNSTATE
+
+    bool operator==(const Progress&) const = default;
 };
 
 struct ConnectionRecord {
@@ -28,8 +40,7 @@ struct ConnectionRecord {
     std::int64_t breaksAt; // uptime in ms; 0: never
     std::int64_t goneAt;   // uptime in ms from which the handle is unknown; 0: it stays
     Process owner;         // needed until the connection stands
-    Phase phase;
-    std::uint32_t state; // RASCONNSTATE
+    Progress progress;
     std::uint32_t error;
     std::uint32_t references;
     std::uint32_t hasPort;
@@ -52,7 +63,7 @@ struct DialCount {
 
 inline constexpr std::size_t connectionLimit = 1024;
 inline constexpr std::size_t dialCountLimit = 256;
-inline constexpr std::uint32_t tableLayout = 0x52415301; // changes with any of these structures
+inline constexpr std::uint32_t tableLayout = 0x52415302; // changes with any of these structures
 
 struct ConnectionFile {
     std::uint32_t layout;
@@ -66,6 +77,7 @@ struct ConnectionFile {
 
 static_assert(std::is_trivially_copyable_v<ConnectionFile> && std::is_standard_layout_v<ConnectionFile>);
 static_assert(offsetof(ConnectionRecord, owner) == 32 && offsetof(ConnectionRecord, entryName) == 88);
+static_assert(std::atomic_ref<Progress>::is_always_lock_free);
 static_assert(sizeof(DialCount) == 144 && sizeof(ConnectionRecord) == 896);
 
 } // namespace standin

@@ -6,6 +6,7 @@
 #include "standin/ras/state_folder.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstdio>
 #include <cstring>
 #include <mutex>
@@ -21,6 +22,10 @@ std::uint64_t numberOf(HRASCONN handle) {
     return reinterpret_cast<std::uintptr_t>(handle);
 }
 
+std::uint32_t serialOf(std::uint64_t number) {
+    return static_cast<std::uint32_t>(number / connectionLimit);
+}
+
 HRASCONN handleOf(const ConnectionRecord& record) {
     return reinterpret_cast<HRASCONN>(static_cast<std::uintptr_t>(record.handle));
 }
@@ -29,6 +34,19 @@ std::string hexadecimal(std::uint64_t number) {
     char text[17];
     std::snprintf(text, sizeof text, "%016llx", static_cast<unsigned long long>(number));
     return text;
+}
+
+Progress progressOf(ConnectionRecord& record) {
+    return std::atomic_ref(record.progress).load();
+}
+
+bool isIn(ConnectionRecord& record, Phase phase) {
+    return progressOf(record).phase == phase;
+}
+
+void move(ConnectionRecord& record, Phase phase, RASCONNSTATE state) {
+    std::atomic_ref(record.progress)
+        .store({record.progress.serial, phase, static_cast<std::uint16_t>(state)});
 }
 
 bool needsOwner(Phase phase) {
@@ -43,8 +61,6 @@ bool isOf(const ConnectionRecord& record, const EntryFacts& entry) {
 
 void describe(ConnectionRecord& record, const EntryFacts& entry) {
     record.owner = currentProcess();
-    record.phase = Phase::dialing;
-    record.state = RASCS_OpenPort;
     record.references = 1;
     record.guid = entry.guid;
     fillField(record.entryName, entry.name);
@@ -54,8 +70,7 @@ void describe(ConnectionRecord& record, const EntryFacts& entry) {
 }
 
 void breakLink(ConnectionRecord& record) {
-    record.phase = Phase::broken;
-    record.state = RASCS_Disconnected;
+    move(record, Phase::broken, RASCS_Disconnected);
     record.error = ERROR_REMOTE_DISCONNECTION;
     record.hasPort = false;
 }
@@ -118,11 +133,11 @@ ConnectionRecord* ConnectionTable::settled(std::size_t index, std::int64_t now) 
     if (record.handle == 0)
         return nullptr;
     const bool isOver = record.goneAt != 0 && now >= record.goneAt;
-    if (isOver || (needsOwner(record.phase) && !isRunning(record.owner))) {
+    if (isOver || (needsOwner(progressOf(record).phase) && !isRunning(record.owner))) {
         record.handle = 0;
         return nullptr;
     }
-    if (record.phase == Phase::connected && record.breaksAt != 0 && now >= record.breaksAt)
+    if (isIn(record, Phase::connected) && record.breaksAt != 0 && now >= record.breaksAt)
         breakLink(record);
     return &record;
 }
@@ -134,7 +149,7 @@ ConnectionRecord* ConnectionTable::settled(HRASCONN handle, std::int64_t now) {
 
 ConnectionRecord* ConnectionTable::dialing(HRASCONN handle, std::int64_t now) {
     ConnectionRecord* record = settled(handle, now);
-    return record && record->phase == Phase::dialing ? record : nullptr;
+    return record && isIn(*record, Phase::dialing) ? record : nullptr;
 }
 
 ConnectionRecord* ConnectionTable::findFree() {
@@ -154,9 +169,9 @@ Reservation ConnectionTable::reserve(const EntryFacts& entry, unsigned ports) {
         usedPorts += record->hasPort;
         if (!isOf(*record, entry))
             continue;
-        if (record->phase == Phase::dialing || record->phase == Phase::hungUp)
+        if (isIn(*record, Phase::dialing) || isIn(*record, Phase::hungUp))
             return {Reservation::Kind::busy, nullptr, false};
-        if (record->phase == Phase::connected) {
+        if (isIn(*record, Phase::connected)) {
             ++record->references;
             return {Reservation::Kind::joined, handleOf(*record), true};
         }
@@ -164,12 +179,14 @@ Reservation ConnectionTable::reserve(const EntryFacts& entry, unsigned ports) {
     ConnectionRecord* record = findFree();
     if (!record)
         return {Reservation::Kind::full, nullptr, false};
+    const std::uint64_t number =
+        ++file->lastSerial * connectionLimit + static_cast<std::uint64_t>(record - file->connections);
     *record = ConnectionRecord{};
     describe(*record, entry);
+    record->progress = {serialOf(number), Phase::dialing, RASCS_OpenPort};
     record->hasPort = usedPorts < ports;
     // The handle comes last: with it the record counts.
-    record->handle =
-        ++file->lastSerial * connectionLimit + static_cast<std::uint64_t>(record - file->connections);
+    record->handle = number;
     return {Reservation::Kind::reserved, handleOf(*record), record->hasPort != 0};
 }
 
@@ -193,12 +210,12 @@ unsigned ConnectionTable::countDial(const std::string& address, std::uint64_t fi
 }
 
 bool ConnectionTable::enter(HRASCONN handle, RASCONNSTATE state) {
-    const MutexLock lock(mutex.get());
-    ConnectionRecord* record = dialing(handle, begin());
-    if (!record)
-        return false;
-    record->state = static_cast<std::uint32_t>(state);
-    return true;
+    ConnectionRecord& record = file->connections[numberOf(handle) % connectionLimit];
+    const std::atomic_ref progress(record.progress);
+    Progress known = progress.load();
+    const bool isDialing = known.serial == serialOf(numberOf(handle)) && known.phase == Phase::dialing;
+    return isDialing && progress.compare_exchange_strong(
+                            known, {known.serial, Phase::dialing, static_cast<std::uint16_t>(state)});
 }
 
 bool ConnectionTable::project(HRASCONN handle, const std::string& clientAddress,
@@ -207,10 +224,10 @@ bool ConnectionTable::project(HRASCONN handle, const std::string& clientAddress,
     ConnectionRecord* record = dialing(handle, begin());
     if (!record)
         return false;
-    record->state = RASCS_Projected;
     fillField(record->clientAddress, clientAddress);
     fillField(record->serverAddress, serverAddress);
     record->isProjected = true;
+    move(*record, Phase::dialing, RASCS_Projected);
     return true;
 }
 
@@ -224,9 +241,8 @@ bool ConnectionTable::connect(HRASCONN handle, unsigned dropAfter, unsigned brok
         record->breaksAt = now + dropAfter;
         record->goneAt = record->breaksAt + brokenLinkLinger;
     }
-    record->state = RASCS_Connected;
     record->order = ++file->lastOrder;
-    record->phase = Phase::connected;
+    move(*record, Phase::connected, RASCS_Connected);
     return true;
 }
 
@@ -235,11 +251,10 @@ bool ConnectionTable::fail(HRASCONN handle, RASCONNSTATE state, DWORD error, boo
     ConnectionRecord* record = dialing(handle, begin());
     if (!record)
         return false;
-    record->state = static_cast<std::uint32_t>(state);
     record->error = error;
     if (!keepsPort)
         record->hasPort = false;
-    record->phase = Phase::failed;
+    move(*record, Phase::failed, state);
     return true;
 }
 
@@ -249,14 +264,13 @@ DWORD ConnectionTable::hangUp(HRASCONN handle, unsigned linger) {
     ConnectionRecord* record = settled(handle, now);
     if (!record)
         return ERROR_INVALID_HANDLE;
-    if (record->phase == Phase::hungUp)
+    if (isIn(*record, Phase::hungUp))
         return ERROR_NO_CONNECTION;
-    if (record->phase == Phase::connected && --record->references > 0)
+    if (isIn(*record, Phase::connected) && --record->references > 0)
         return ERROR_SUCCESS;
-    const bool isDialing = record->phase == Phase::dialing;
-    record->state = RASCS_Disconnected;
+    const bool isDialing = isIn(*record, Phase::dialing);
     record->goneAt = now + linger;
-    record->phase = Phase::hungUp;
+    move(*record, Phase::hungUp, RASCS_Disconnected);
     if (isDialing) {
         const Handle event = owned(OpenEventA(EVENT_MODIFY_STATE, FALSE, hangUpEventName(handle).c_str()));
         if (event)
@@ -267,7 +281,7 @@ DWORD ConnectionTable::hangUp(HRASCONN handle, unsigned linger) {
 
 std::optional<ConnectionRecord> ConnectionTable::find(HRASCONN handle) {
     const MutexLock lock(mutex.get());
-    const ConnectionRecord* record = settled(handle, begin());
+    ConnectionRecord* record = settled(handle, begin());
     return record ? std::optional(*record) : std::nullopt;
 }
 
@@ -277,9 +291,9 @@ std::vector<ConnectionRecord> ConnectionTable::list(bool includesDialing) {
         const MutexLock lock(mutex.get());
         const std::int64_t now = begin();
         for (std::size_t i = 0; i < connectionLimit; ++i) {
-            const ConnectionRecord* record = settled(i, now);
+            ConnectionRecord* record = settled(i, now);
             if (record &&
-                (record->phase == Phase::connected || (includesDialing && record->phase == Phase::dialing)))
+                (isIn(*record, Phase::connected) || (includesDialing && isIn(*record, Phase::dialing))))
                 records.push_back(*record);
         }
     }
