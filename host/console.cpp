@@ -66,7 +66,8 @@ std::optional<std::string> Console::readLine(const std::string& prompt) {
     DWORD length = 0;
     {
         const ReadingConsole reading;
-        if (!ReadConsoleW(GetStdHandle(STD_INPUT_HANDLE), text, ARRAYSIZE(text), &length, nullptr))
+        if (!ReadConsoleW(GetStdHandle(STD_INPUT_HANDLE), text, ARRAYSIZE(text), &length, nullptr) ||
+            interrupted())
             length = 0;
     }
     const std::lock_guard hold(lock);
@@ -80,9 +81,9 @@ std::optional<std::string> Console::readLine(const std::string& prompt) {
     return unicode2utf8(std::wstring(text, length));
 }
 
-void Console::ask(const std::string& prompt) {
+void Console::ask(const std::string& text) {
     const std::lock_guard hold(lock);
-    show(error, errorIsConsole, prompt);
+    show(error, errorIsConsole, text);
 }
 
 void Console::drawProgress(const std::string& text) {

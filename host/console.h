@@ -25,8 +25,8 @@ class Console {
     // arrive meanwhile are shown before the next prompt, so that they do not break into what is typed.
     std::optional<std::string> readLine(const std::string& prompt);
 
-    // Writes `prompt` and nothing behind it.
-    void ask(const std::string& prompt);
+    // Shows `text` on standard error at once, without a line end.
+    void ask(const std::string& text);
 
     // One line of standard error, written over the one drawn before, that the next other output removes.
     void drawProgress(const std::string& text);

@@ -52,9 +52,8 @@ ExitCode reportDial(const DialRequest& request, const DialEnd& end, Console& con
         fmt::format("{}: not confirmed: no error, but after {:.1f} s none of the first three active "
                     "connections is its own",
                     id, end.seconds));
-    console.message(
-        fmt::format("{}: most likely it does not answer: {}; with more than three connections active "
-                    "it may be connected all the same",
-                    id, "check the address, and that the peer's server runs"));
+    console.message(id +
+                    ": most likely it does not answer: check the address, and that the peer's server runs; "
+                    "with more than three connections active it may be connected all the same");
     return ExitCode::timedOut;
 }

@@ -1,28 +1,41 @@
 #include "interruption.h"
 
 #include "console.h"
+#include "exit_code.h"
 
 #include <windows.h>
 
 #include <atomic>
+#include <cstdlib>
+#include <string>
 
 namespace {
 
 Console* shownOn = nullptr;
 std::atomic<bool> asked = false;
 std::atomic<bool> readingConsole = false;
+std::atomic<DWORD> inputMode = 0;
 std::atomic<int> running = 0;
+
+[[noreturn]] void leave() {
+    if (readingConsole) {
+        SetConsoleMode(GetStdHandle(STD_INPUT_HANDLE), inputMode);
+        shownOn->ask("\n");
+    }
+    shownOn->eraseProgress();
+    TerminateProcess(GetCurrentProcess(), static_cast<UINT>(ExitCode::failed));
+    std::abort();
+}
 
 BOOL WINAPI onControl(DWORD event) {
     if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT)
         return FALSE;
     const bool again = asked.exchange(true);
-    if (readingConsole)
-        return TRUE;
     if (running == 0 || again)
-        return FALSE;
-    shownOn->message("A dial or hang-up cannot be interrupted: leaving after it. "
-                     "Ctrl+C once more leaves at once, and the service dials on.");
+        leave();
+    shownOn->ask(std::string(readingConsole ? "\n" : "") +
+                 "A dial or hang-up cannot be interrupted: leaving after it. "
+                 "Ctrl+C once more leaves at once, and the service dials on.\n");
     return TRUE;
 }
 
@@ -45,8 +58,12 @@ Uninterruptible::~Uninterruptible() {
 }
 
 ReadingConsole::ReadingConsole() {
+    DWORD mode = 0;
+    GetConsoleMode(GetStdHandle(STD_INPUT_HANDLE), &mode);
+    inputMode = mode;
     readingConsole = true;
 }
+
 ReadingConsole::~ReadingConsole() {
     readingConsole = false;
 }

@@ -3,8 +3,9 @@
 
 class Console;
 
-// From now on the first Ctrl+C during an Uninterruptible says that the program ends after it, on `console`,
-// which must outlive the program's other threads; the second one ends the program at once.
+// From now on the first Ctrl+C during an Uninterruptible says on `console`, which must outlive the program's
+// other threads, that the program ends after it. The second one, and one at any other time, ends the program
+// at once.
 void watchForInterruption(Console& console);
 
 // Whether Ctrl+C was pressed.
@@ -19,7 +20,8 @@ class Uninterruptible {
     Uninterruptible& operator=(const Uninterruptible&) = delete;
 };
 
-// While one exists, the console is being read: Ctrl+C ends the reading.
+// While one exists, the console is being read. If Ctrl+C ends the program meanwhile, the console gets back
+// the mode that it had when the reading began.
 class ReadingConsole {
   public:
     ReadingConsole();

@@ -68,7 +68,7 @@ constexpr Meaning meanings[] = {
     {741, "this computer does not support the encryption asked for", compareSettings},
     {742, "the peer does not support the encryption asked for", compareSettings},
     {749, "the address is not valid", "check the address"},
-    {756, "this connection is already being dialled", waitAndRetry},
+    {756, "the connection is already being dialled, or did not last", waitAndRetry},
     {769, "the address cannot be reached", checkAddress},
     {770, "the peer rejected the connection", askOwner},
     {800, "no VPN tunnel could be made to the peer", checkAddress},

@@ -106,8 +106,8 @@ Password passwordFrom(HANDLE file) {
 }
 
 void readTypedLine(HANDLE input, WipedBuffer<wchar_t>& line) {
-    const WithoutEcho unseen(input);
     const ReadingConsole reading;
+    const WithoutEcho unseen(input);
     DWORD length = 0;
     if (!ReadConsoleW(input, line.data, longestLine, &length, nullptr) || length == 0)
         throw UsageError("no password was given");

@@ -139,8 +139,10 @@ class Session {
             return ExitCode::done;
         const auto& [line, code] = *failures.begin();
         if (!lines.areTyped())
-            context.console.message(fmt::format("{}the first of {} failed command{}", lines.place(line),
-                                                failures.size(), failures.size() == 1 ? "" : "s"));
+            context.console.message(lines.place(line) +
+                                    (failures.size() == 1
+                                         ? "the only command that failed"
+                                         : fmt::format("the first of {} failed commands", failures.size())));
         return code;
     }
 
