@@ -368,8 +368,8 @@ TEST_CASE("The process that listens on a port is found, with its name") {
 
 TEST_CASE("A listener comes before a connection, and what belongs to nobody is passed over") {
     connections = {
-        {MIB_TCP_STATE_TIME_WAIT, 0, htons(1723), 0, 0, 0},
         {MIB_TCP_STATE_ESTAB, 0, 0xABCD0000u | htons(1723), 0, 0, 12},
+        {MIB_TCP_STATE_TIME_WAIT, 0, htons(1723), 0, 0, 0},
         {MIB_TCP_STATE_LISTEN, 0, htons(1724), 0, 0, 16},
     };
     ImportTable imports(helper2());
