@@ -1,0 +1,1 @@
+// Here only so that the precompiled headers have a target of their own.
