@@ -38,6 +38,11 @@ const files::path& scratchFolder() {
     return folder;
 }
 
+std::string newFolder() {
+    static int count = 0;
+    return (scratchFolder() / std::to_string(++count)).string();
+}
+
 template<std::size_t size>
 void fill(char (&field)[size], const std::string& text) {
     std::memcpy(field, text.c_str(), std::min(text.size() + 1, size));
@@ -61,9 +66,7 @@ HANDLE parentsEvent(const char* name) {
 
 } // namespace
 
-Computer::Computer(const std::string& peers) {
-    static int count = 0;
-    folder = (scratchFolder() / std::to_string(++count)).string();
+Computer::Computer(const std::string& peers) : folder(newFolder()) {
     files::create_directories(folder);
     SetEnvironmentVariableA("STANDIN_RAS_FOLDER", folder.c_str());
     describe(peers);

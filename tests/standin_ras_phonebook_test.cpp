@@ -59,7 +59,7 @@ std::string masked(std::string text) {
     return text;
 }
 
-constexpr char wholeEntry[] =
+const std::string wholeEntry =
     "[node7 "
     "#0]\r\nEncoding=1\r\nType=2\r\nAutoLogon=0\r\nUseRasCredentials=1\r\nDialParamsUID=*\r\nGuid=*\r\n"
     "BaseProtocol=1\r\nVpnStrategy=1\r\nExcludedProtocols=3\r\nLcpExtensions=1\r\nDataEncryption=256\r\n"

@@ -19,10 +19,6 @@ namespace {
 constexpr DWORD lastNotifierType = 2;
 constexpr char vpnDeviceType[] = "vpn";
 
-HRASCONN handleOf(const ConnectionRecord& record) {
-    return reinterpret_cast<HRASCONN>(static_cast<std::uintptr_t>(record.handle));
-}
-
 DWORD findConnection(HRASCONN handle, ConnectionRecord& record) {
     const auto table = ConnectionTable::current();
     const auto found = table ? table->find(handle) : std::nullopt;

@@ -6,6 +6,7 @@
 #include <windows.h>
 
 #include <atomic>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 
@@ -60,6 +61,14 @@ struct DialCount {
     std::uint32_t dials;
     char address[RAS_MaxPhoneNumber + 1];
 };
+
+inline HRASCONN handleOf(const ConnectionRecord& record) {
+    return std::bit_cast<HRASCONN>(record.handle);
+}
+
+inline std::uint64_t numberOf(HRASCONN handle) {
+    return std::bit_cast<std::uint64_t>(handle);
+}
 
 inline constexpr std::size_t connectionLimit = 1024;
 inline constexpr std::size_t dialCountLimit = 256;

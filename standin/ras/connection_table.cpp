@@ -18,16 +18,8 @@ namespace {
 
 constexpr std::int64_t uptimeSlack = 1000; // ms by which processes may see the uptime differently
 
-std::uint64_t numberOf(HRASCONN handle) {
-    return reinterpret_cast<std::uintptr_t>(handle);
-}
-
 std::uint32_t serialOf(std::uint64_t number) {
     return static_cast<std::uint32_t>(number / connectionLimit);
-}
-
-HRASCONN handleOf(const ConnectionRecord& record) {
-    return reinterpret_cast<HRASCONN>(static_cast<std::uintptr_t>(record.handle));
 }
 
 std::string hexadecimal(std::uint64_t number) {

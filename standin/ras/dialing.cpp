@@ -5,6 +5,7 @@
 #include "standin/ras/peers.h"
 #include "standin/ras/phonebook.h"
 
+#include <bit>
 #include <functional>
 #include <memory>
 
@@ -128,7 +129,7 @@ unsigned __stdcall runTask(void* argument) {
 bool startThread(std::function<void()> work) {
     stayLoaded();
     auto task = std::make_unique<std::function<void()>>(std::move(work));
-    const Handle thread = owned(reinterpret_cast<HANDLE>(_beginthreadex(
+    const Handle thread = owned(std::bit_cast<HANDLE>(_beginthreadex(
         nullptr, threadStack, runTask, task.get(), STACK_SIZE_PARAM_IS_A_RESERVATION, nullptr)));
     if (thread)
         static_cast<void>(task.release());

@@ -3,7 +3,7 @@
 #include "standin/ras/phonebook_entry.h"
 
 #include <algorithm>
-#include <cstdio>
+#include <array>
 #include <cstdlib>
 #include <iterator>
 
@@ -51,10 +51,15 @@ class EntryReader {
     }
 
     RASIPADDR address(const char* key) const {
-        unsigned a = 0, b = 0, c = 0, d = 0;
-        std::sscanf(text(Group::main, key).c_str(), "%3u.%3u.%3u.%3u", &a, &b, &c, &d);
-        const auto byte = [](unsigned value) { return static_cast<BYTE>(value); };
-        return {byte(a), byte(b), byte(c), byte(d)};
+        const std::string dotted = text(Group::main, key);
+        std::array<BYTE, 4> bytes{};
+        const char* rest = dotted.c_str();
+        for (BYTE& byte : bytes) {
+            char* end = nullptr;
+            byte = static_cast<BYTE>(std::strtoul(rest, &end, 10));
+            rest = *end == '.' ? end + 1 : end;
+        }
+        return {bytes[0], bytes[1], bytes[2], bytes[3]};
     }
 
   private:
