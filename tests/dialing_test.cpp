@@ -78,11 +78,22 @@ TEST_CASE_METHOD(Dialing, "what cannot be dialled is refused before the service 
                                           {"Node", std::string(257, 'p'), ERROR_INVALID_PARAMETER},
                                           {"No\0de"s, "secret", ERROR_INVALID_PARAMETER},
                                           {"Node", "sec\0ret"s, ERROR_INVALID_PARAMETER}}));
+    // Long ids are refused for their length, whatever else makes a peer id.
+    const auto isId = current<"CheckIdFormat">();
+    on<"CheckIdFormat">([=](auto ids, const std::string& text, auto... out) {
+        return text.size() > 100 || isId(ids, text, out...);
+    });
     CHECK(VARNEL::dialUp(c.id, c.password, false, false, 1) == c.result);
     CHECK(calls({"Ras"}) == Lines{});
     CHECK(log() == (c.result == ERROR_INVALID_PARAMETER ? Lines{"2 dialUp2 fail, error 87"} : Lines{}));
     CHECK(trace().size() == (c.result == ERROR_INVALID_PARAMETER ? 4u : 2u));
     CHECK(privates::dialUp2(c.id, c.password, false, false, 1) == ERROR_INVALID_PARAMETER);
+}
+
+TEST_CASE_METHOD(Dialing, "the longest id still has room for every suffix") {
+    on<"CheckIdFormat">([](auto...) { return true; });
+    CHECK(VARNEL::dialUp(std::string(244, 'n'), "secret", false, false, 1) == 0);
+    CHECK(ras.connections.at(0).entryName == std::string(244, 'n') + " #0");
 }
 
 TEST_CASE_METHOD(Dialing, "without an entry, or a place for a private one, nothing is dialled") {

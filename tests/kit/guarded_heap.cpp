@@ -9,7 +9,8 @@
 namespace {
 
 constexpr SIZE_T pageSize = 4096;
-constexpr SIZE_T alignment = 4; // that of the records the library keeps in such blocks
+constexpr SIZE_T forbidden = 1 << 20; // bytes behind a block
+constexpr SIZE_T alignment = 4;       // that of the records the library keeps in such blocks
 constexpr unsigned char junk = 0xA5;
 
 // Where blocks have been laid, for a handler that may neither lock nor allocate.
@@ -30,6 +31,7 @@ LONG CALLBACK noteForbiddenAccess(EXCEPTION_POINTERS* exception) {
         if (address >= ranges[i].start && address < ranges[i].start + ranges[i].room) {
             ++forbiddenAccesses;
             DWORD before = 0;
+            VirtualAlloc(address, 1, MEM_COMMIT, PAGE_READWRITE);
             VirtualProtect(address, 1, PAGE_READWRITE, &before);
             return EXCEPTION_CONTINUE_EXECUTION;
         }
@@ -62,14 +64,13 @@ void* GuardedHeap::allocate(DWORD heapFlags, SIZE_T bytes) {
     const std::scoped_lock locked(lock);
     const SIZE_T room = (bytes + pageSize - 1) / pageSize * pageSize;
     auto* const first =
-        static_cast<char*>(VirtualAlloc(nullptr, room + pageSize, MEM_COMMIT | MEM_RESERVE, PAGE_READWRITE));
-    if (first == nullptr || rangeCount == std::size(ranges)) {
+        static_cast<char*>(VirtualAlloc(nullptr, room + forbidden, MEM_RESERVE, PAGE_NOACCESS));
+    if (first == nullptr || rangeCount == std::size(ranges) ||
+        VirtualAlloc(first, room, MEM_COMMIT, PAGE_READWRITE) == nullptr) {
         complain("the guarded heap is exhausted");
         return nullptr;
     }
-    DWORD before = 0;
-    VirtualProtect(first + room, pageSize, PAGE_NOACCESS, &before);
-    ranges[rangeCount] = {first, room + pageSize};
+    ranges[rangeCount] = {first, room + forbidden};
     ++rangeCount;
     size = bytes;
     flags = heapFlags;

@@ -1,4 +1,4 @@
-// The heap blocks that the library asks the system for: each ends at a page that may not be touched, holds
+// The heap blocks that the library asks the system for: each ends at pages that may not be touched, holds
 // junk unless zeros were asked for, and stays forbidden once freed. A forbidden access becomes a complaint,
 // not a crash.
 #pragma once
@@ -19,7 +19,7 @@ class GuardedHeap {
     SIZE_T lastSize() const { return size; }
     DWORD lastFlags() const { return flags; }
 
-    // How often a forbidden page was touched, in its first place each, since the last call.
+    // How many forbidden pages were touched since the last call.
     static unsigned int takeForbiddenAccesses();
 
   private:
