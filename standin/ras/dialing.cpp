@@ -5,6 +5,8 @@
 #include "standin/ras/peers.h"
 #include "standin/ras/phonebook.h"
 
+#include <windows.h>
+
 #include <bit>
 #include <functional>
 #include <memory>
