@@ -4,10 +4,7 @@
 #include <catch2/catch.hpp>
 #include <fmt/format.h>
 
-#include <algorithm>
-#include <chrono>
 #include <deque>
-#include <regex>
 
 using Catch::Contains;
 using Catch::Matches;
@@ -21,16 +18,6 @@ std::string harbor(const std::string& more = "") {
 
 constexpr const char* dialHarbor = "dial harbor 10.0.0.1";
 const std::string typedPassword = std::string(goodPassword) + "\n";
-
-// Seconds from the start of the session to its end.
-double secondsOf(const World& world, const std::string& script) {
-    const auto start = std::chrono::steady_clock::now();
-    const Outcome outcome = world.run("session \"" + world.write("script.txt", script).string() + "\"");
-    const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
-    INFO(outcome.output << outcome.messages);
-    CHECK(outcome.exitCode == 0);
-    return elapsed.count();
-}
 
 } // namespace
 
@@ -100,6 +87,7 @@ TEST_CASE("a dial writes a PPTP entry and a log of what it did, and keeps the pa
                              "pptp dial return 0,time ", "<<== VARNEL::dialUp(harbor ip 10.0.0.1),period = "})
         CHECK_THAT(log, Contains(text));
     CHECK(world.filesWith(goodPassword).empty());
+    CHECK_FALSE(world.filesWith("harbor #0").empty()); // so they are searched
 
     CHECK(world.run("hangup harbor").exitCode == 0);
     CHECK(world.run(fmt::format("{} --no-encryption", dialHarbor), typedPassword).exitCode == 0);
@@ -150,26 +138,4 @@ TEST_CASE("a session dials two peers at the same time and tells each outcome onc
                                        "tower: entry \"tower #0\"\n"));
     const std::string log = world.log();
     CHECK(log.find("==>>VARNEL::dialUp(tower") < log.find("<<== VARNEL::dialUp(harbor"));
-}
-
-TEST_CASE("64 peers at once take at most half as long again as one") {
-    constexpr int count = 64;
-    std::string peers;
-    std::string script;
-    for (int i = 1; i <= count; ++i) {
-        peers += fmt::format("[10.0.0.{}]\nlatency=1000\n", i);
-        script += fmt::format("dial peer{0} 10.0.0.{0} --password-file \"PASSWORD\" &\n", i);
-    }
-    const auto seconds = [&](const std::string& lines) {
-        const World world(peers);
-        const std::string file = world.write("all.password", typedPassword).string();
-        std::string text = lines;
-        for (size_t at; (at = text.find("PASSWORD")) != text.npos;)
-            text.replace(at, 8, file);
-        return secondsOf(world, text);
-    };
-    const double one = seconds(script.substr(0, script.find('\n') + 1));
-    const double all = seconds(script);
-    WARN(fmt::format("one peer {:.2f} s, {} peers {:.2f} s", one, count, all));
-    CHECK(all <= 1.5 * one);
 }

@@ -30,7 +30,7 @@ TEST_CASE("a wrong command line says what is wrong and does nothing") {
         {"dial \"n\xC3\xB8rd havn\" 10.0.0.1", "x", "\"n\xC3\xB8rd havn\" is no peer id"},
         {"dial \"harbor #3\" 10.0.0.1", "x", "the peer's id is \"harbor\""},
         {"dial harbor 10.0.0.1", "\n", "the password is empty"},
-        {"dial harbor 10.0.0.1", std::string(257, 'p') + "\n", "the password is longer than 256 characters"},
+        {"dial harbor 10.0.0.1", std::string(257, 'p'), "the password is longer than 256 characters"},
         {"dial harbor 10.0.0.1 --password-file C:\\nowhere", "x", "\"C:\\nowhere\" cannot be opened"},
         {"--log-level 4 entry harbor", "", "--log-level"},
         {"session C:\\nowhere", "", "the script \"C:\\nowhere\" cannot be opened"},
