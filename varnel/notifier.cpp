@@ -52,12 +52,22 @@ constexpr STATE_TEXT stateTexts[] = {
     {0x2001, "Disconnecting..."},
 };
 
-void logNotification(const std::string& callbackId, const std::string& state, DWORD error, DWORD error2) {
+std::string stateText(RASCONNSTATE state) {
+    const auto known =
+        std::find_if(std::begin(stateTexts), std::end(stateTexts),
+                     [state](const STATE_TEXT& entry) { return entry.state == static_cast<long>(state); });
+    if (known != std::end(stateTexts))
+        return known->text;
+    return "Unknown Status=" + int2stru(static_cast<unsigned long>(state));
+}
+
+void logNotification(DWORD callbackId, RASCONNSTATE state, DWORD error, DWORD error2) {
     if (error == 0 && error2 == 0)
-        LOG_LINE(3, "rasDialFunc2: callback id " + callbackId + ", state " + state + ", error 0, erro2 0");
+        LOG_LINE(3, "rasDialFunc2: callback id " + int2stru(callbackId) + ", state " + stateText(state) +
+                        ", error 0, erro2 0");
     else
-        LOG_LINE(2, "rasDialFunc2: callback id " + callbackId + ", state " + state + ", error " +
-                        int2stru(error) + ", error2 " + int2stru(error2));
+        LOG_LINE(2, "rasDialFunc2: callback id " + int2stru(callbackId) + ", state " + stateText(state) +
+                        ", error " + int2stru(error) + ", error2 " + int2stru(error2));
 }
 
 void logOutcome(RASCONNSTATE state, DWORD error) {
@@ -101,12 +111,7 @@ long VARNEL::getCallbackIdIndex() {
 }
 
 std::string VARNEL::getStateString(RASCONNSTATE state) {
-    const auto known =
-        std::find_if(std::begin(stateTexts), std::end(stateTexts),
-                     [state](const STATE_TEXT& entry) { return entry.state == static_cast<long>(state); });
-    if (known != std::end(stateTexts))
-        return known->text;
-    return "Unknown Status=" + int2stru(static_cast<unsigned long>(state));
+    return stateText(state);
 }
 
 // Runs on a thread of the service, into which no exception may pass. When a record cannot be built for want
@@ -116,7 +121,7 @@ DWORD CALLBACK VARNEL::rasDialFunc2(DWORD callbackId, DWORD, HRASCONN hConn, uns
     boost::shared_ptr<DIALUP_CALLBACK::ITEM> item;
     try {
         const CALL_TRACE trace("VARNEL::rasDialFunc2", int2stru(callbackId), __LINE__, 3);
-        logNotification(int2stru(callbackId), getStateString(state), error, error2);
+        logNotification(callbackId, state, error, error2);
         item = callback.findItem(callbackId);
         if (!item) {
             LOG_LINE(2, "Can't find item, callbackid " + int2stru(callbackId));
