@@ -15,7 +15,8 @@ bool hasEnded(const std::future<ExitCode>& end) {
     return end.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
 }
 
-ExitCode dial(const DialRequest& request, Console& console) {
+// Takes the request over, so that the password goes with the dial's end.
+ExitCode dial(DialRequest request, Console& console) {
     try {
         return reportDial(request, runDial(request), console);
     } catch (const std::exception& failure) {
@@ -27,8 +28,9 @@ ExitCode dial(const DialRequest& request, Console& console) {
 } // namespace
 
 void BackgroundDials::begin(int line, DialRequest request, Console& console) {
-    auto end = std::async(std::launch::async,
-                          [request = std::move(request), &console] { return dial(request, console); });
+    auto end = std::async(std::launch::async, [request = std::move(request), &console]() mutable {
+        return dial(std::move(request), console);
+    });
     dials.push_back({line, std::move(end)});
 }
 

@@ -7,8 +7,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <condition_variable>
-#include <stop_token>
 #include <utility>
 
 namespace {
@@ -16,36 +14,20 @@ namespace {
 constexpr auto progressInterval = std::chrono::milliseconds(200);
 constexpr wchar_t controlZ = 0x1A;
 
-bool isConsole(HANDLE handle) {
-    DWORD mode;
-    return GetConsoleMode(handle, &mode) != FALSE;
-}
-
-void drawUntilStopped(std::stop_token stop, Console& console, const std::string& text) {
-    const auto start = std::chrono::steady_clock::now();
-    std::mutex sleeping;
-    std::condition_variable_any wake;
-    std::unique_lock hold(sleeping);
-    do {
-        const auto elapsed = std::chrono::steady_clock::now() - start;
-        const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(elapsed).count();
-        console.drawProgress(fmt::format("{}, {} s", text, seconds));
-    } while (!wake.wait_for(hold, stop, progressInterval, [&] { return stop.stop_requested(); }));
-}
-
 } // namespace
 
-Console::Console()
-    : output(GetStdHandle(STD_OUTPUT_HANDLE)), error(GetStdHandle(STD_ERROR_HANDLE)),
-      inputIsConsole(isConsole(GetStdHandle(STD_INPUT_HANDLE))), outputIsConsole(isConsole(output)),
-      errorIsConsole(isConsole(error)) {}
+Console::Stream Console::standardStream(DWORD which) {
+    HANDLE handle = GetStdHandle(which);
+    DWORD mode = 0;
+    return {handle, GetConsoleMode(handle, &mode) != FALSE};
+}
 
 void Console::result(const std::string& line) {
     const std::lock_guard hold(lock);
     if (holding)
         heldResults += line + '\n';
     else
-        show(output, outputIsConsole, line + '\n');
+        show(output, line + '\n');
 }
 
 void Console::message(const std::string& line) {
@@ -53,7 +35,7 @@ void Console::message(const std::string& line) {
     if (holding)
         heldMessages += line + '\n';
     else
-        show(error, errorIsConsole, line + '\n');
+        show(error, line + '\n');
 }
 
 std::optional<std::string> Console::readLine(const std::string& prompt) {
@@ -66,16 +48,15 @@ std::optional<std::string> Console::readLine(const std::string& prompt) {
     DWORD length = 0;
     {
         const ReadingConsole reading;
-        if (!ReadConsoleW(GetStdHandle(STD_INPUT_HANDLE), text, ARRAYSIZE(text), &length, nullptr) ||
-            interrupted())
+        if (!ReadConsoleW(input.handle, text, ARRAYSIZE(text), &length, nullptr) || interrupted())
             length = 0;
     }
     const std::lock_guard hold(lock);
     holding = false;
     if (length == 0)
-        show(error, errorIsConsole, "\n");
-    show(output, outputIsConsole, std::exchange(heldResults, {}));
-    show(error, errorIsConsole, std::exchange(heldMessages, {}));
+        show(error, "\n");
+    show(output, std::exchange(heldResults, {}));
+    show(error, std::exchange(heldMessages, {}));
     if (length == 0 || text[0] == controlZ)
         return std::nullopt;
     return unicode2utf8(std::wstring(text, length));
@@ -83,14 +64,14 @@ std::optional<std::string> Console::readLine(const std::string& prompt) {
 
 void Console::ask(const std::string& text) {
     const std::lock_guard hold(lock);
-    show(error, errorIsConsole, text);
+    show(error, text);
 }
 
 void Console::drawProgress(const std::string& text) {
     const std::lock_guard hold(lock);
     const std::string shown = text.substr(0, errorWidth());
     const size_t stale = progressLength > shown.size() ? progressLength - shown.size() : 0;
-    write(error, errorIsConsole, '\r' + shown + std::string(stale, ' '));
+    write(error, '\r' + shown + std::string(stale, ' '));
     progressLength = shown.size() + stale;
 }
 
@@ -101,26 +82,27 @@ void Console::eraseProgress() {
 
 void Console::erase() {
     if (progressLength != 0)
-        write(error, errorIsConsole, '\r' + std::string(progressLength, ' ') + '\r');
+        write(error, '\r' + std::string(progressLength, ' ') + '\r');
     progressLength = 0;
 }
 
-void Console::show(HANDLE handle, bool isConsole, const std::string& text) {
+void Console::show(const Stream& stream, const std::string& text) {
     if (text.empty())
         return;
     erase();
-    write(handle, isConsole, text);
+    write(stream, text);
 }
 
-void Console::write(HANDLE handle, bool isConsole, const std::string& text) {
-    if (isConsole) {
+void Console::write(const Stream& stream, const std::string& text) {
+    if (stream.isConsole) {
         const std::wstring wide = utf82unicode(text);
-        WriteConsoleW(handle, wide.data(), static_cast<DWORD>(wide.size()), nullptr, nullptr);
+        WriteConsoleW(stream.handle, wide.data(), static_cast<DWORD>(wide.size()), nullptr, nullptr);
         return;
     }
     for (size_t done = 0; done < text.size();) {
         DWORD written = 0;
-        if (!WriteFile(handle, text.data() + done, static_cast<DWORD>(text.size() - done), &written, nullptr))
+        if (!WriteFile(stream.handle, text.data() + done, static_cast<DWORD>(text.size() - done), &written,
+                       nullptr))
             return;
         done += written;
     }
@@ -128,17 +110,26 @@ void Console::write(HANDLE handle, bool isConsole, const std::string& text) {
 
 size_t Console::errorWidth() const {
     CONSOLE_SCREEN_BUFFER_INFO info;
-    if (!GetConsoleScreenBufferInfo(error, &info) || info.dwSize.X < 2)
+    if (!GetConsoleScreenBufferInfo(error.handle, &info) || info.dwSize.X < 2)
         return 79;
     return static_cast<size_t>(info.dwSize.X) - 1; // a full line would begin a new one
 }
 
 ProgressLine::ProgressLine(Console& shownOn, const std::string& text) : console(shownOn) {
-    if (!console.showsProgress()) {
+    if (console.showsProgress())
+        drawing = std::jthread([this, text](const std::stop_token& stop) { draw(stop, text); });
+    else
         console.message(text);
-        return;
-    }
-    drawing = std::jthread([&shownOn, text](std::stop_token stop) { drawUntilStopped(stop, shownOn, text); });
+}
+
+void ProgressLine::draw(const std::stop_token& stop, const std::string& text) {
+    const auto start = std::chrono::steady_clock::now();
+    std::unique_lock hold(sleeping);
+    do {
+        const auto elapsed = std::chrono::steady_clock::now() - start;
+        const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(elapsed).count();
+        console.drawProgress(fmt::format("{}, {} s", text, seconds));
+    } while (!wake.wait_for(hold, stop, progressInterval, [&] { return stop.stop_requested(); }));
 }
 
 ProgressLine::~ProgressLine() {

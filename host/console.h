@@ -3,23 +3,25 @@
 
 #include <windows.h>
 
+#include <condition_variable>
 #include <mutex>
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <thread>
 
 // Texts are UTF-8. Every function may be called from several threads at once; a line is never cut by another.
 class Console {
   public:
-    Console();
+    Console() = default;
     Console(const Console&) = delete;
     Console& operator=(const Console&) = delete;
 
     void result(const std::string& line);
     void message(const std::string& line);
 
-    bool readsConsole() const { return inputIsConsole; }
-    bool showsProgress() const { return errorIsConsole; }
+    bool readsConsole() const { return input.isConsole; }
+    bool showsProgress() const { return error.isConsole; }
 
     // A line typed at the console behind `prompt`; nothing after Ctrl+C or Ctrl+Z. Results and messages that
     // arrive meanwhile are shown before the next prompt, so that they do not break into what is typed.
@@ -33,16 +35,20 @@ class Console {
     void eraseProgress();
 
   private:
-    void write(HANDLE handle, bool isConsole, const std::string& text);
-    void show(HANDLE handle, bool isConsole, const std::string& line);
+    struct Stream {
+        HANDLE handle;
+        bool isConsole;
+    };
+    static Stream standardStream(DWORD which);
+
+    static void write(const Stream& stream, const std::string& text);
+    void show(const Stream& stream, const std::string& text);
     void erase();
     size_t errorWidth() const;
 
-    const HANDLE output;
-    const HANDLE error;
-    const bool inputIsConsole;
-    const bool outputIsConsole;
-    const bool errorIsConsole;
+    const Stream input = standardStream(STD_INPUT_HANDLE);
+    const Stream output = standardStream(STD_OUTPUT_HANDLE);
+    const Stream error = standardStream(STD_ERROR_HANDLE);
 
     std::mutex lock;
     size_t progressLength = 0;
@@ -60,6 +66,10 @@ class ProgressLine {
     ProgressLine& operator=(const ProgressLine&) = delete;
 
   private:
+    void draw(const std::stop_token& stop, const std::string& text);
+
     Console& console;
+    std::mutex sleeping;
+    std::condition_variable_any wake;
     std::jthread drawing;
 };

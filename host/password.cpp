@@ -18,7 +18,7 @@ constexpr size_t longestLine = 1024;
 
 template<class Character>
 struct WipedBuffer {
-    Character data[longestLine];
+    Character data[longestLine] = {};
     size_t length = 0;
 
     WipedBuffer() = default;
@@ -41,7 +41,7 @@ class File {
     File(const File&) = delete;
     File& operator=(const File&) = delete;
 
-    const HANDLE handle;
+    HANDLE handle;
 };
 
 class WithoutEcho {

@@ -46,8 +46,8 @@ std::string checkedId(const std::string& utf8) {
     std::string peerId;
     std::string suffix;
     if (!id || !CheckIdFormat(nullptr, *id, &peerId, &suffix, nullptr))
-        throw UsageError(
-            fmt::format("\"{}\" is no peer id: an id is made of letters, digits and - _ . @", utf8));
+        throw UsageError(fmt::format(
+            "\"{}\" is no peer id: an id is made of the letters a to z, digits and - _ . @", utf8));
     if (!suffix.empty())
         throw UsageError(fmt::format("\"{}\" is the name of an entry; the peer's id is \"{}\"", utf8,
                                      utf8FromAnsi(peerId)));

@@ -14,7 +14,7 @@ fs::path freshFolder() {
     static int folders = 0;
     const std::string name =
         "varnel-" + std::to_string(GetCurrentProcessId()) + "-" + std::to_string(++folders);
-    const fs::path folder = fs::temp_directory_path() / name;
+    fs::path folder = fs::temp_directory_path() / name;
     fs::create_directories(folder);
     return folder;
 }
