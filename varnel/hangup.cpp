@@ -68,6 +68,25 @@ bool sameFirstOctet(DWORD one, DWORD other) {
     return one >> 24 == other >> 24;
 }
 
+// Hangs up those of the first connections that `wanted` picks; the result of the last hang-up, true without
+// any.
+template<class WANTED, class HANG_UP>
+bool hangUpEach(WANTED wanted, HANG_UP hangUp) {
+    ACTIVE_CONNECTIONS connections(ACTIVE_CONNECTIONS::maxExamined, HEAP_ZERO_MEMORY);
+    if (connections.error() != 0)
+        return true;
+    LOG_LINE(3, "get " + int2stru(connections.reported()) + " connections");
+    bool hungUp = true;
+    for (DWORD i = 0; i < connections.examined(); ++i) {
+        const std::string entryName = connections.entryName(i);
+        if (!wanted(connections.handle(i), entryName))
+            continue;
+        hungUp = hangUp(connections.handle(i));
+        logHangUp(entryName, hungUp);
+    }
+    return hungUp;
+}
+
 } // namespace
 
 bool VARNEL::dialDown(HRASCONN conn, const std::string& id) {
@@ -107,31 +126,16 @@ bool VARNEL::dialDown(const std::string& id) {
 
 bool VARNEL::dialDownAllPptp() {
     const CALL_TRACE trace("VARNEL::dialDownAllPptp", "", __LINE__, 3);
-    ACTIVE_CONNECTIONS connections(ACTIVE_CONNECTIONS::maxExamined, HEAP_ZERO_MEMORY);
-    if (connections.error() != 0)
-        return true;
-    LOG_LINE(3, "get " + int2stru(connections.reported()) + " connections");
-    bool hungUp = true;
-    for (DWORD i = 0; i < connections.examined(); ++i) {
-        hungUp = dialDown(connections.handle(i), "");
-        logHangUp(connections.entryName(i), hungUp);
-    }
-    return hungUp;
+    return hangUpEach([](HRASCONN, const std::string&) { return true; },
+                      [](HRASCONN conn) { return dialDown(conn, ""); });
 }
 
 bool VARNEL::dialDownSameIp(DWORD ip) {
     const CALL_TRACE trace("VARNEL::dialDownSameIp", ip2string(ip), __LINE__, 3);
-    ACTIVE_CONNECTIONS connections(ACTIVE_CONNECTIONS::maxExamined, HEAP_ZERO_MEMORY);
-    if (connections.error() != 0)
-        return true;
-    LOG_LINE(3, "get " + int2stru(connections.reported()) + " connections");
-    bool hungUp = true;
-    for (DWORD i = 0; i < connections.examined(); ++i) {
-        const DWORD address = pppAddress(connections.handle(i), connections.entryName(i));
-        if (address == 0 || !sameFirstOctet(address, ip))
-            continue;
-        hungUp = dialDown(connections.handle(i), "");
-        logHangUp(connections.entryName(i), hungUp);
-    }
-    return hungUp;
+    return hangUpEach(
+        [ip](HRASCONN conn, const std::string& entryName) {
+            const DWORD address = pppAddress(conn, entryName);
+            return address != 0 && sameFirstOctet(address, ip);
+        },
+        [](HRASCONN conn) { return dialDown(conn, ""); });
 }
