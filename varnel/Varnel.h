@@ -172,4 +172,5 @@ class VARNEL_API VARNEL {
     // The steps of the longer operations; each is defined in that operation's own source.
     class DIALING;
     class INITIALISATION;
+    class KESTRIN;
 };

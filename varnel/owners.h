@@ -65,3 +65,27 @@ struct RAS_CONNECTION {
     static TYPE none() { return nullptr; }
     static void release(TYPE connection) { RasHangUpA(connection); }
 };
+
+struct FILE_HANDLE {
+    using TYPE = HANDLE;
+    static TYPE none() { return INVALID_HANDLE_VALUE; }
+    static void release(TYPE file) { CloseHandle(file); }
+};
+
+struct FILE_SEARCH {
+    using TYPE = HANDLE;
+    static TYPE none() { return INVALID_HANDLE_VALUE; }
+    static void release(TYPE search) { FindClose(search); }
+};
+
+struct REGISTRY_KEY {
+    using TYPE = HKEY;
+    static TYPE none() { return nullptr; }
+    static void release(TYPE key) { RegCloseKey(key); }
+};
+
+struct SERVICE_HANDLE {
+    using TYPE = SC_HANDLE;
+    static TYPE none() { return nullptr; }
+    static void release(TYPE service) { CloseServiceHandle(service); }
+};

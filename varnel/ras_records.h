@@ -2,6 +2,8 @@
 // The headers' own records may be longer, so the sizes sent are named here and never taken from sizeof.
 #pragma once
 
+#include "fields.h"
+
 #include <windows.h>
 
 #include <algorithm>
@@ -46,23 +48,6 @@ static_assert(offsetof(RASCONNSTATUSA, dwError) == 8);
 
 static_assert(sizeof(RASPPPIPA) == rasPppIpSize);
 static_assert(offsetof(RASPPPIPA, szIpAddress) == 8);
-
-// Fills a text field; what does not fit is left out and the end is always marked. Callers refuse longer texts
-// first.
-template<std::size_t SIZE>
-void copyToField(char (&field)[SIZE], const std::string& text) {
-    const std::size_t length = std::min(text.size(), SIZE - 1);
-    std::memcpy(field, text.data(), length);
-    field[length] = '\0';
-}
-
-// The text of a field that the system filled; its last character is made the end in case the system left
-// none.
-template<std::size_t SIZE>
-std::string textOfField(char (&field)[SIZE]) {
-    field[SIZE - 1] = '\0';
-    return field;
-}
 
 // The phonebook argument of the service's functions: none for an empty path, which means the default
 // phonebooks.

@@ -1,0 +1,150 @@
+// Moving public networks of a given name into the private category.
+#include "Varnel.h"
+#include "call_trace.h"
+#include "log_line.h"
+#include "outside/Helper.h"
+#include "owners.h"
+
+#include <netlistmgr.h>
+#include <objbase.h>
+#include <oleauto.h>
+
+#include <optional>
+
+namespace {
+
+// COM on this thread for as long as it is needed. A thread that the host gave another mode keeps that mode:
+// nothing was added there, so nothing may be taken away.
+class COM_SESSION {
+  public:
+    COM_SESSION() : added(SUCCEEDED(CoInitialize(nullptr))) {}
+    ~COM_SESSION() {
+        if (added)
+            CoUninitialize();
+    }
+    COM_SESSION(const COM_SESSION&) = delete;
+    COM_SESSION& operator=(const COM_SESSION&) = delete;
+
+  private:
+    const bool added;
+};
+
+template<class INTERFACE>
+struct COM_INTERFACE {
+    using TYPE = INTERFACE*;
+    static TYPE none() { return nullptr; }
+    static void release(TYPE object) { object->Release(); }
+};
+
+struct COM_STRING {
+    using TYPE = BSTR;
+    static TYPE none() { return nullptr; }
+    static void release(TYPE text) { SysFreeString(text); }
+};
+
+using MANAGER = OWNER<COM_INTERFACE<INetworkListManager>>;
+using CONNECTIONS = OWNER<COM_INTERFACE<IEnumNetworkConnections>>;
+using CONNECTION = OWNER<COM_INTERFACE<INetworkConnection>>;
+using NETWORK = OWNER<COM_INTERFACE<INetwork>>;
+
+MANAGER createManager() {
+    void* created = nullptr;
+    if (FAILED(CoCreateInstance(CLSID_NetworkListManager, nullptr, CLSCTX_ALL, IID_INetworkListManager,
+                                &created)))
+        LOG_LINE(2, "CoCreateInstance fail");
+    return MANAGER(static_cast<INetworkListManager*>(created));
+}
+
+CONNECTIONS connectionsOf(INetworkListManager* manager) {
+    IEnumNetworkConnections* connections = nullptr;
+    if (FAILED(manager->GetNetworkConnections(&connections)))
+        LOG_LINE(2, "GetNetworkConnections fail");
+    return CONNECTIONS(connections);
+}
+
+NETWORK networkOf(INetworkConnection* connection) {
+    INetwork* network = nullptr;
+    if (FAILED(connection->GetNetwork(&network)))
+        LOG_LINE(2, "GetNetwork fail");
+    return NETWORK(network);
+}
+
+std::wstring lowCase(std::wstring text) {
+    Convert2LowCaseW(text);
+    return text;
+}
+
+// The network's name in lower case; nothing when it cannot be read.
+std::optional<std::wstring> nameOf(INetwork* network) {
+    BSTR read = nullptr;
+    if (FAILED(network->GetName(&read)) || read == nullptr)
+        return std::nullopt;
+    const OWNER<COM_STRING> name(read);
+    return lowCase(std::wstring(name.get(), SysStringLen(name.get())));
+}
+
+void makePrivate(INetwork* network, const std::string& name) {
+    LOG_LINE(1, "GetCategory " + name + ",NLM_NETWORK_CATEGORY_PUBLIC");
+    if (FAILED(network->SetCategory(NLM_NETWORK_CATEGORY_PRIVATE)))
+        LOG_LINE(2, "SetCategory fail " + name);
+    else
+        LOG_LINE(1, "SetCategory(NLM_NETWORK_CATEGORY_PRIVATE) success " + name);
+}
+
+void settleCategory(INetwork* network, const std::string& name) {
+    NLM_NETWORK_CATEGORY category = NLM_NETWORK_CATEGORY_PUBLIC;
+    network->GetCategory(&category);
+    switch (category) {
+    case NLM_NETWORK_CATEGORY_PUBLIC:
+        makePrivate(network, name);
+        break;
+    case NLM_NETWORK_CATEGORY_PRIVATE:
+        LOG_LINE(1, "GetCategory " + name + ",NLM_NETWORK_CATEGORY_PRIVATE");
+        break;
+    case NLM_NETWORK_CATEGORY_DOMAIN_AUTHENTICATED:
+        LOG_LINE(1, "GetCategory " + name + ",NLM_NETWORK_CATEGORY_DOMAIN_AUTHENTICATED");
+        break;
+    }
+}
+
+// Whether the network's name contains `wanted`; if so it is private afterwards, unless it refuses.
+bool settleNetwork(INetwork* network, const std::wstring& wanted) {
+    const std::optional<std::wstring> name = nameOf(network);
+    if (!name || name->find(wanted) == std::wstring::npos)
+        return false;
+    settleCategory(network, unicode2utf8(*name));
+    return true;
+}
+
+bool settleNetworks(IEnumNetworkConnections* connections, const std::wstring& wanted) {
+    bool found = false;
+    for (;;) {
+        INetworkConnection* next = nullptr;
+        ULONG fetched = 0;
+        const HRESULT result = connections->Next(1, &next, &fetched);
+        const CONNECTION connection(next);
+        if (FAILED(result))
+            LOG_LINE(2, "GetNetworkConnections fail");
+        if (result != S_OK || !connection)
+            return found;
+        const NETWORK network = networkOf(connection.get());
+        if (!network)
+            return found;
+        found = settleNetwork(network.get(), wanted) || found;
+    }
+}
+
+} // namespace
+
+bool VARNEL::setLocation(const std::string& name) {
+    if (!isWin6Plus)
+        return true;
+    const CALL_TRACE trace("VARNEL::setLocation", name, __LINE__, 1);
+    const std::wstring wanted = lowCase(utf82unicode(name));
+    const COM_SESSION com;
+    const MANAGER manager = createManager();
+    if (!manager)
+        return false;
+    const CONNECTIONS connections = connectionsOf(manager.get());
+    return connections && settleNetworks(connections.get(), wanted);
+}

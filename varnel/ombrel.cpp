@@ -1,0 +1,41 @@
+// The DNS-filter driver: service "Ombrel", started on demand, before Windows Vista only.
+#include "Varnel.h"
+#include "call_trace.h"
+#include "driver_file.h"
+#include "outside/Helper.h"
+#include "outside/Helper2.h"
+
+namespace {
+
+constexpr char ombrelService[] = "Ombrel";
+constexpr char image32[] = "#108";
+constexpr char image64[] = "#109";
+
+constexpr unsigned long enableAsItsKindDoes = 0;
+
+} // namespace
+
+bool VARNEL::tryinstallDriverAndLaunchOmbrel() {
+    const CALL_TRACE trace("VARNEL::tryinstallDriverAndLaunchOmbrel", "", __LINE__, 1);
+    const DRIVER_FILE file(pathNameOmbrel);
+    if (!file)
+        return false;
+    const unsigned long long installedVersion = GetFileVersion(file.installed());
+    copyDriverFromResource(GetIs64Os() ? image64 : image32, file.stagingCopy());
+    if (GetFileVersion(file.stagingCopy()) > installedVersion)
+        file.replaceInstalled();
+    else
+        file.deleteStagingCopy();
+
+    bool exists = false;
+    if (IsServiceEnabled(ombrelService, &exists))
+        return true;
+    if (!exists)
+        installDriver(ombrelService, file.installed().c_str(), SERVICE_DEMAND_START);
+    return EnableService(ombrelService, enableAsItsKindDoes);
+}
+
+void VARNEL::uninstallDriverAndDeleteSOmbrel() {
+    if (IsFileExist(pathNameOmbrel))
+        DeleteFileA(pathNameOmbrel);
+}
