@@ -8,6 +8,8 @@
 #include "phonebook_lock.h"
 #include "user_messages.h"
 
+#include <utility>
+
 namespace {
 
 constexpr DWORD bindTimeout = 1'000;         // ms
@@ -39,6 +41,9 @@ class VARNEL::INITIALISATION {
   public:
     INITIALISATION(bool bindAnyAddress_, bool disableRemoteAccess_, std::wstring& message_)
         : bindAnyAddress(bindAnyAddress_), disableRemoteAccess(disableRemoteAccess_), message(message_) {}
+    ~INITIALISATION();
+    INITIALISATION(const INITIALISATION&) = delete;
+    INITIALISATION& operator=(const INITIALISATION&) = delete;
 
     bool startKestrin();
     void startOmbrel();
@@ -61,6 +66,12 @@ class VARNEL::INITIALISATION {
     bool kestrinStarted = false;
     bool remoteAccessWasEnabled = false;
 };
+
+// The port is let go by the last step; it is still held here only when an exception passes.
+VARNEL::INITIALISATION::~INITIALISATION() {
+    if (s1723 != INVALID_SOCKET)
+        closesocket(std::exchange(s1723, INVALID_SOCKET));
+}
 
 bool VARNEL::INITIALISATION::startKestrin() {
     if (GetIs64Os()) {
