@@ -24,7 +24,7 @@ ExitCode usageError(const Context& context, const std::string& text) {
 } // namespace
 
 const Command* findCommand(const std::string& name) {
-    for (const auto commands : {peerCommands(), sessionCommands()})
+    for (const auto commands : {peerCommands(), computerCommands(), sessionCommands()})
         for (const Command& command : commands)
             if (command.name == name)
                 return &command;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "exit_code.h"
+#include "sole_host.h"
 
 #include <functional>
 #include <span>
@@ -27,6 +28,7 @@ struct Context {
     int line = 0;
     bool inBackground = false;
     bool leaving = false; // the session is to end
+    SoleHost soleHost = {};
 };
 
 using Action = std::function<ExitCode(Context&)>;
@@ -40,11 +42,12 @@ struct Command {
     Action (*declare)(CLI::App& options);
 };
 
-// Those that do something for a peer, and those that only a session has.
+// Those that do something for a peer, those for the whole computer, and those that only a session has.
 std::span<const Command> peerCommands();
+std::span<const Command> computerCommands();
 std::span<const Command> sessionCommands();
 
-// The command of that name among both; null when there is none.
+// The command of that name among all; null when there is none.
 const Command* findCommand(const std::string& name);
 
 // Adds the commands to `app`. The one that a later parse meets puts its action into `chosen`.

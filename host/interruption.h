@@ -11,7 +11,7 @@ void watchForInterruption(Console& console);
 // Whether Ctrl+C was pressed.
 bool interrupted();
 
-// While one exists, a dial or hang-up runs. Any thread.
+// While one exists, an init, dial, hang-up or clean runs. Any thread.
 class Uninterruptible {
   public:
     Uninterruptible();

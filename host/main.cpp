@@ -23,6 +23,7 @@ constexpr const char* programHelp =
 
 Examples:
   varnel-host
+  varnel-host init --ombrel
   varnel-host dial node7 10.0.0.7
   varnel-host --log-file varnel.log --log-level 3 session morning.txt
 
@@ -101,7 +102,9 @@ constexpr Command programCommands[] = {
 };
 
 ExitCode runProgram(Console& console, std::vector<std::string> words) {
-    CLI::App app("Connects to peers over PPTP, hangs them up, and tells what is connected.", "varnel-host");
+    CLI::App app(
+        "Prepares the computer, connects to peers over PPTP, hangs them up, and tells what is connected.",
+        "varnel-host");
     app.allow_windows_style_options(false);
     app.fallthrough();
     app.require_subcommand(0, 1);
@@ -112,6 +115,7 @@ ExitCode runProgram(Console& console, std::vector<std::string> words) {
     declareLogOptions(app);
     Action chosen = [](Context& context) { return runSession({}, context.console); };
     declareCommands(app, peerCommands(), chosen);
+    declareCommands(app, computerCommands(), chosen);
     declareCommands(app, programCommands, chosen);
 
     BackgroundDials background;

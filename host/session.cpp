@@ -119,6 +119,7 @@ class Session {
         app.require_subcommand(1);
         Action chosen;
         declareCommands(app, peerCommands(), chosen);
+        declareCommands(app, computerCommands(), chosen);
         declareCommands(app, sessionCommands(), chosen);
         context.inBackground = line.inBackground;
         return parseAndRun(app, line.words, chosen, context);

@@ -21,7 +21,7 @@ ExitCode quit(Context& context) {
 }
 
 void listCommands(Console& console) {
-    for (const auto commands : {peerCommands(), sessionCommands()})
+    for (const auto commands : {peerCommands(), computerCommands(), sessionCommands()})
         for (const Command& command : commands)
             console.result(fmt::format("  {:8} {}", command.name, command.summary));
     console.result("A line that begins with # is a comment. \"help COMMAND\" tells more of a command.");
@@ -37,6 +37,7 @@ ExitCode help(const std::string& topic, Context& context) {
     CLI::App app;
     Action unused;
     declareCommands(app, peerCommands(), unused);
+    declareCommands(app, computerCommands(), unused);
     declareCommands(app, sessionCommands(), unused);
     context.console.result(app.get_subcommand(topic)->help());
     return ExitCode::done;
