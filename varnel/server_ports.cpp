@@ -86,11 +86,11 @@ bool setRouterPorts(DWORD pptpPorts, DWORD l2tpPorts) {
 // Calls `found` with the path of each adapter's key until it returns true; whether it did.
 template<class FOUND>
 bool findAdapter(FOUND found) {
+    const std::string classPath = adapterClassKey;
     OWNER<REGISTRY_KEY> classKey;
-    const LSTATUS error = openMachineKey(adapterClassKey, classKey);
+    const LSTATUS error = openMachineKey(classPath.c_str(), classKey);
     if (error != ERROR_SUCCESS) {
-        LOG_LINE(2, std::string("RegOpenKeyEx ") + adapterClassKey + " failed, error " +
-                        int2stru(static_cast<DWORD>(error)));
+        LOG_LINE(2, "RegOpenKeyEx " + classPath + " failed, error " + int2stru(static_cast<DWORD>(error)));
         return false;
     }
     DWORD count = 0;
@@ -104,7 +104,7 @@ bool findAdapter(FOUND found) {
             ERROR_SUCCESS)
             continue;
         name[sizeof name - 1] = '\0';
-        if (found(std::string(adapterClassKey) + "\\" + name))
+        if (found(classPath + "\\" + name))
             return true;
     }
     return false;
