@@ -25,6 +25,7 @@ using EntryPlace = std::pair<std::string, std::string>;
 using EntryNames = std::list<RASENTRYNAMEA>;
 using Texts = std::list<std::string>;
 using DialParams = RASDIALPARAMSA;
+using DriverPath = char[260];
 
 #define PRIVATE_OPERATION(name, result, ...)                                                                 \
     using name##Type = result(__VA_ARGS__);                                                                  \
@@ -36,7 +37,11 @@ PRIVATE_MEMBER(isWin6Plus, bool, VARNEL::isWin6Plus)
 PRIVATE_MEMBER(onlyClient, bool, VARNEL::onlyClient)
 PRIVATE_MEMBER(publicPhoneBook, std::string, VARNEL::publicPhoneBook)
 PRIVATE_MEMBER(pptpsrvDialDownCallback, HostsFunction, VARNEL::pptpsrvDialDownCallback)
+PRIVATE_MEMBER(pathNameKestrin, DriverPath, VARNEL::pathNameKestrin)
+PRIVATE_MEMBER(pathNameOmbrel, DriverPath, VARNEL::pathNameOmbrel)
+PRIVATE_MEMBER(s1723, SOCKET, VARNEL::s1723)
 
+PRIVATE_OPERATION(getPathName, void)
 PRIVATE_OPERATION(getCallbackIdIndex, long)
 PRIVATE_OPERATION(rasDialFunc2, DWORD, DWORD, DWORD, HRASCONN, unsigned int, RASCONNSTATE, DWORD, DWORD)
 PRIVATE_OPERATION(getStateString, std::string, RASCONNSTATE)
@@ -52,10 +57,30 @@ PRIVATE_OPERATION(getCurrentEntryName, std::string, const std::string&, const st
 PRIVATE_OPERATION(matchId, bool, const std::string&, const std::string&)
 PRIVATE_OPERATION(removeEntry, bool, const std::string&, const std::string&)
 PRIVATE_OPERATION(removeEntries, void, const Texts&)
+PRIVATE_OPERATION(clearAllEntry, bool)
 PRIVATE_OPERATION(dialDownSameIp, bool, DWORD)
 PRIVATE_OPERATION(dialDownAllPptp, bool)
 PRIVATE_OPERATION(getAllActiveEntry, Texts)
 PRIVATE_OPERATION(getEntryStatus, bool, const std::string&)
+PRIVATE_OPERATION(loadMprFunctions, bool)
+PRIVATE_OPERATION(setPptpPorts, bool, bool, DWORD, DWORD, DWORD)
+PRIVATE_OPERATION(getCurrentPptpPorts, bool, DWORD*, DWORD*, DWORD*)
+PRIVATE_OPERATION(setWanEndpointsToRegistry, bool, const std::string&, DWORD, DWORD)
+PRIVATE_OPERATION(getWanEndPointsFromRegistry, bool, const std::string&, DWORD*, DWORD*, DWORD*)
+PRIVATE_OPERATION(chgWanEndPoints, bool)
+PRIVATE_OPERATION(bind1723, bool, DWORD, bool)
+PRIVATE_OPERATION(close1723, bool)
+PRIVATE_OPERATION(copyDriverFromResource, bool, const std::string&, const std::string&)
+PRIVATE_OPERATION(installDriver, bool, const char*, const char*, DWORD)
+PRIVATE_OPERATION(removeDriver, bool, const char*)
+PRIVATE_OPERATION(tryinstallDriverAndLaunchKestrin, bool)
+PRIVATE_OPERATION(chkKestrinStartTypeToBoot, void)
+PRIVATE_OPERATION(uninstallDriverAndDeleteKestrin, void)
+PRIVATE_OPERATION(setKestrinChgPort, bool, bool)
+PRIVATE_OPERATION(tryinstallDriverAndLaunchOmbrel, bool)
+PRIVATE_OPERATION(uninstallDriverAndDeleteSOmbrel, void)
+PRIVATE_OPERATION(setLocation, bool, const std::string&)
+PRIVATE_OPERATION(addKeepRasConnections, void)
 
 // The hang-up by handle shares its name with the public one by peer id.
 using hangUpType = bool(HRASCONN, const std::string&);
