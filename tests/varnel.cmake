@@ -4,7 +4,9 @@ add_library(varnel_kit STATIC
   kit/import_table.cpp
   kit/imports.cpp
   kit/ledger.cpp
+  kit/scripted_computer.cpp
   kit/scripted_ras.cpp
+  kit/scripted_registry.cpp
   kit/varnel_test.cpp
   kit/virtual_clock.cpp)
 target_link_libraries(varnel_kit PUBLIC varnel log helper helper2 test_main)
@@ -21,6 +23,7 @@ add_wine_test(varnel_test
     entries_test.cpp
     hangup_test.cpp
     status_test.cpp
+    initialisation_test.cpp
   LIBRARIES varnel_kit)
 
 add_wine_test(cost_test SOURCES cost_test.cpp kit/import_table.cpp LIBRARIES varnel log)
