@@ -24,6 +24,8 @@ add_wine_test(varnel_test
     hangup_test.cpp
     status_test.cpp
     initialisation_test.cpp
+    stale_entries_test.cpp
+    driver_test.cpp
   LIBRARIES varnel_kit)
 
 add_wine_test(cost_test SOURCES cost_test.cpp kit/import_table.cpp LIBRARIES varnel log)
