@@ -26,6 +26,7 @@ add_wine_test(varnel_test
     initialisation_test.cpp
     stale_entries_test.cpp
     driver_test.cpp
+    server_ports_test.cpp
   LIBRARIES varnel_kit)
 
 add_wine_test(cost_test SOURCES cost_test.cpp kit/import_table.cpp LIBRARIES varnel log)
