@@ -9,7 +9,7 @@ add_library(varnel_kit STATIC
   kit/scripted_registry.cpp
   kit/varnel_test.cpp
   kit/virtual_clock.cpp)
-target_link_libraries(varnel_kit PUBLIC varnel log helper helper2 test_main)
+target_link_libraries(varnel_kit PUBLIC varnel log helper helper2 test_main ws2_32 ole32 oleaut32 uuid)
 
 add_wine_test(varnel_test
   SOURCES
@@ -27,6 +27,8 @@ add_wine_test(varnel_test
     stale_entries_test.cpp
     driver_test.cpp
     server_ports_test.cpp
+    network_test.cpp
+    port_guard_test.cpp
   LIBRARIES varnel_kit)
 
 add_wine_test(cost_test SOURCES cost_test.cpp kit/import_table.cpp LIBRARIES varnel log)
