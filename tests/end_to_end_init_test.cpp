@@ -174,6 +174,32 @@ void dial(const World& world, const std::string& arguments) {
     REQUIRE(dialled.exitCode == 0);
 }
 
+// The exit code of "varnel-host init" by a user who is no administrator, in the environment of the last run.
+DWORD initWithoutRights() {
+    HANDLE own = nullptr;
+    REQUIRE(OpenProcessToken(GetCurrentProcess(), TOKEN_ALL_ACCESS, &own));
+    const Handle ownToken(own);
+    BYTE administrators[SECURITY_MAX_SID_SIZE];
+    DWORD size = sizeof administrators;
+    REQUIRE(CreateWellKnownSid(WinBuiltinAdministratorsSid, nullptr, administrators, &size));
+    SID_AND_ATTRIBUTES disabled = {administrators, 0};
+    HANDLE restricted = nullptr;
+    REQUIRE(CreateRestrictedToken(own, 0, 1, &disabled, 0, nullptr, 0, nullptr, &restricted));
+    const Handle restrictedToken(restricted);
+    STARTUPINFOW startup = {};
+    startup.cb = sizeof startup;
+    PROCESS_INFORMATION started = {};
+    wchar_t line[] = L"varnel-host.exe init";
+    REQUIRE(CreateProcessAsUserW(restricted, nullptr, line, nullptr, nullptr, FALSE, 0, nullptr, nullptr,
+                                 &startup, &started));
+    const Handle thread(started.hThread);
+    const Handle process(started.hProcess);
+    CHECK(WaitForSingleObject(started.hProcess, 60'000) == WAIT_OBJECT_0);
+    DWORD exitCode = 0;
+    GetExitCodeProcess(started.hProcess, &exitCode);
+    return exitCode;
+}
+
 } // namespace
 
 TEST_CASE("init prepares a Windows before Vista, and a second one changes nothing", "[5.2]") {
@@ -315,6 +341,13 @@ TEST_CASE("init stops RemoteAccess, and disables it when told so") {
     CHECK_THAT(world.run("status").output, Contains("service RemoteAccess: enabled\n"));
     CHECK(world.run("init --disable-remote-access").exitCode == 0);
     CHECK_THAT(world.run("status").output, Contains("service RemoteAccess: disabled\n"));
+}
+
+TEST_CASE("init needs an administrator") {
+    const World world("");
+    CHECK_THAT(world.run("status").output, Contains("administrator rights: yes\n"));
+    CHECK(initWithoutRights() == 1);
+    CHECK_THAT(world.log(), !Contains("VARNEL::init"));
 }
 
 TEST_CASE("a second host is kept from the computer") {
