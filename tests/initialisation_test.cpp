@@ -347,10 +347,20 @@ TEST_CASE_METHOD(Initialisation, "a process name too long for its line is cut, n
     CHECK(length >= 254);
 }
 
-TEST_CASE_METHOD(Initialisation, "nothing of an earlier call is left when an exception passes through") {
+TEST_CASE_METHOD(Initialisation, "a port that is not let go cleanly is logged, and no failure") {
+    on<"closesocket">([](SOCKET) {
+        SetLastError(WSAENETDOWN);
+        return SOCKET_ERROR;
+    });
+    CHECK(init());
+    CHECK(log(2) == Lines{"2 oops, closesocket(s1723) fail, error 10050"});
+}
+
+TEST_CASE_METHOD(Initialisation, "the port is let go when an exception passes through") {
     on<"EnableService">([](const char*, unsigned long) -> bool { throw 1; });
     computer.services["Kestrin"];
     CHECK_THROWS_AS(init({.kestrin = true}), int);
+    CHECK(timesCalled<"closesocket">() == 1);
     CHECK(privates::s1723 == INVALID_SOCKET);
 }
 
