@@ -103,6 +103,21 @@ DWORD settleAttempt(DIALUP_CALLBACK::ITEM& item, RASCONNSTATE state, DWORD error
     return stopNotifying;
 }
 
+// The outcome without a record, for want of memory. The registry's lock may want some too; then the attempt
+// ends by its time-out.
+DWORD settleUnlogged(DIALUP_CALLBACK& registry, DWORD callbackId, HRASCONN hConn, RASCONNSTATE state,
+                     DWORD error, DWORD error2) {
+    try {
+        const boost::shared_ptr<DIALUP_CALLBACK::ITEM> item = registry.findItem(callbackId);
+        if (!item)
+            return stopNotifying;
+        recordNotification(*item, hConn, state, error, error2);
+        return settleAttempt(*item, state, error);
+    } catch (...) {
+        return stopNotifying;
+    }
+}
+
 } // namespace
 
 long VARNEL::getCallbackIdIndex() {
@@ -118,11 +133,10 @@ std::string VARNEL::getStateString(RASCONNSTATE state) {
 // of memory, the attempt still gets its outcome.
 DWORD CALLBACK VARNEL::rasDialFunc2(DWORD callbackId, DWORD, HRASCONN hConn, unsigned int, RASCONNSTATE state,
                                     DWORD error, DWORD error2) {
-    boost::shared_ptr<DIALUP_CALLBACK::ITEM> item;
     try {
         const CALL_TRACE trace("VARNEL::rasDialFunc2", int2stru(callbackId), __LINE__, 3);
         logNotification(callbackId, state, error, error2);
-        item = callback.findItem(callbackId);
+        const boost::shared_ptr<DIALUP_CALLBACK::ITEM> item = callback.findItem(callbackId);
         if (!item) {
             LOG_LINE(2, "Can't find item, callbackid " + int2stru(callbackId));
             return stopNotifying;
@@ -131,11 +145,6 @@ DWORD CALLBACK VARNEL::rasDialFunc2(DWORD callbackId, DWORD, HRASCONN hConn, uns
         logOutcome(state, error);
         return settleAttempt(*item, state, error);
     } catch (...) {
-        if (!item)
-            item = callback.findItem(callbackId);
-        if (!item)
-            return stopNotifying;
-        recordNotification(*item, hConn, state, error, error2);
-        return settleAttempt(*item, state, error);
+        return settleUnlogged(callback, callbackId, hConn, state, error, error2);
     }
 }
