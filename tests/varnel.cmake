@@ -11,6 +11,8 @@ add_library(varnel_kit STATIC
   kit/virtual_clock.cpp)
 target_link_libraries(varnel_kit PUBLIC varnel log helper helper2 test_main ws2_32 ole32 oleaut32 uuid)
 
+target_include_directories(varnel_kit PUBLIC ${CMAKE_CURRENT_SOURCE_DIR})
+
 add_wine_test(varnel_test
   SOURCES
     kit_test.cpp

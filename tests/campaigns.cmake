@@ -1,0 +1,6 @@
+# Campaigns: thousands of runs each, against the shipped library, for what no single test would think of.
+function(add_campaign name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES")
+  add_wine_test(${name} SOURCES ${arg_SOURCES} LIBRARIES varnel_kit)
+  set_tests_properties(${name} PROPERTIES LABELS campaign)
+endfunction()
