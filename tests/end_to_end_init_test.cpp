@@ -1,12 +1,16 @@
 // Preparing the computer through the shipped program, in a prefix with services, adapters and router.
 //
-// Cases with the tag [5.2] or [6.1] need a prefix of that Windows version, the others do with either.
+// Cases with the tag [before Vista] or [since Vista] need a prefix of such a Windows, the others do with any;
+// and in any language, since the messages are asked for in the system's.
 #include "end_to_end_kit.h"
+#include "outside/Helper2.h"
 
 #include <winsock2.h>
 
 #include <catch2/catch.hpp>
 #include <fmt/format.h>
+
+#include <fstream>
 
 #include <shlobj.h>
 #include <shlwapi.h>
@@ -35,6 +39,10 @@ std::string peers(std::initializer_list<const char*> ids) {
     for (const char* id : ids)
         text += fmt::format("[10.0.0.{}]\naccount={}:{}\n", ++number, id, goodPassword);
     return text;
+}
+
+bool isChinese() {
+    return PRIMARYLANGID(GetSystemDefaultUILanguage()) == LANG_CHINESE;
 }
 
 size_t count(const std::string& text, const std::string& part) {
@@ -70,7 +78,7 @@ struct ServiceCloser {
 };
 using ServiceHandle = std::unique_ptr<std::remove_pointer_t<SC_HANDLE>, ServiceCloser>;
 
-// An installed service. Changed by a test, it is as it was at the end.
+// An installed service. Changed by a test, it is as it was at the end, unless the test uninstalls it.
 class Service {
   public:
     explicit Service(const char* serviceName)
@@ -87,6 +95,8 @@ class Service {
         path = config->lpBinaryPathName;
     }
     ~Service() {
+        if (!comesBack)
+            return;
         if (!service)
             service.reset(CreateServiceA(manager.get(), name, name, SERVICE_ALL_ACCESS,
                                          SERVICE_WIN32_OWN_PROCESS, startType, SERVICE_ERROR_NORMAL,
@@ -105,6 +115,11 @@ class Service {
     void remove() {
         REQUIRE(DeleteService(service.get()));
         service.reset();
+    }
+    void uninstall() {
+        stop();
+        remove();
+        comesBack = false;
     }
     void start() { REQUIRE(StartServiceA(service.get(), 0, nullptr)); }
     void stop() {
@@ -125,6 +140,7 @@ class Service {
     ServiceHandle manager;
     ServiceHandle service;
     bool changed = false;
+    bool comesBack = true;
 };
 
 // This program listens on TCP port 1723 of 127.0.0.1.
@@ -168,6 +184,20 @@ fs::path phonebookOfAllUsers() {
     return fs::path(folder) / "Microsoft/Network/Connections/Pbk/rasphone.pbk";
 }
 
+// Writes out the filter driver that the library carries, as if it had the version 4.0.0.`build`.
+void writeDriver(const fs::path& file, char build) {
+    HMODULE const library = LoadLibraryExA("Varnel.dll", nullptr, LOAD_LIBRARY_AS_DATAFILE);
+    HRSRC const found = FindResourceA(library, "#109", "BINRES");
+    REQUIRE(found != nullptr);
+    std::string image(static_cast<const char*>(LockResource(LoadResource(library, found))),
+                      SizeofResource(library, found));
+    FreeLibrary(library);
+    const size_t versionRecord = image.find("\xBD\x04\xEF\xFE");
+    REQUIRE(versionRecord != image.npos);
+    image[versionRecord + offsetof(VS_FIXEDFILEINFO, dwFileVersionLS)] = build;
+    std::ofstream(file, std::ios::binary) << image;
+}
+
 void dial(const World& world, const std::string& arguments) {
     const Outcome dialled = world.run("dial " + arguments, std::string(goodPassword) + "\n");
     INFO(dialled.messages);
@@ -202,7 +232,7 @@ DWORD initWithoutRights() {
 
 } // namespace
 
-TEST_CASE("init prepares a Windows before Vista, and a second one changes nothing", "[5.2]") {
+TEST_CASE("init prepares a Windows before Vista, and a second one changes nothing", "[before Vista]") {
     setMiniport(2, 16);
     SHDeleteValueA(HKEY_LOCAL_MACHINE, winLogon, "KeepRasConnections");
     const fs::path driver = systemFolder() / "Drivers" / "Ombrel.SYS";
@@ -231,7 +261,37 @@ TEST_CASE("init prepares a Windows before Vista, and a second one changes nothin
     CHECK(count(world.log(), "x64 doesn't need to install kestrin") == 2);
 }
 
-TEST_CASE("init hangs up and removes what an earlier run left, and nothing of others", "[5.2]") {
+TEST_CASE("init replaces an older driver file and leaves a newer one", "[before Vista]") {
+    const fs::path driver = systemFolder() / "Drivers" / "Ombrel.SYS";
+    const auto uninstall = [&driver] {
+        bool installed = false;
+        IsServiceEnabled("Ombrel", &installed);
+        if (installed)
+            Service("Ombrel").uninstall();
+        // Wine lets go of a stopped driver's image a moment later.
+        for (const DWORD start = GetTickCount(); fs::exists(driver) && GetTickCount() - start < 20'000;
+             Sleep(10))
+            DeleteFileW(driver.c_str());
+    };
+    const std::string status = "driver Ombrel.SYS: version ";
+    const World world("");
+    uninstall();
+    writeDriver(driver, 4);
+    REQUIRE_THAT(world.run("status").output, Contains(status + "4.0.0.4"));
+    CHECK_THAT(world.run("init --ombrel").output, Matches(prepared));
+    CHECK_THAT(world.run("status").output, Contains(status + "4.0.0.5"));
+    CHECK(Service("Ombrel").state() == SERVICE_RUNNING);
+
+    uninstall();
+    writeDriver(driver, 6);
+    CHECK_THAT(world.run("init --ombrel").output, Matches(prepared));
+    CHECK_THAT(world.run("status").output, Contains(status + "4.0.0.6"));
+    CHECK_FALSE(fs::exists(driver.string() + ".tmp"));
+    CHECK(Service("Ombrel").state() == SERVICE_RUNNING);
+    uninstall();
+}
+
+TEST_CASE("init hangs up and removes what an earlier run left, and nothing of others", "[before Vista]") {
     const World world(peers({"harbor", "north", "visitor"}));
     dial(world, "harbor 10.0.0.1");
     dial(world, "north 10.0.0.2 --public");
@@ -269,7 +329,7 @@ TEST_CASE("clean ends what its session has dialled, unless the host only dials o
     CHECK_THAT(kept.output, Contains("clean: done\n> entry harbor\nharbor: entry \"harbor #0\""));
 }
 
-TEST_CASE("since Vista entries and phonebooks stay, and the router gets its ports", "[6.1]") {
+TEST_CASE("since Vista entries and phonebooks stay, and the router gets its ports", "[since Vista]") {
     const World world(peers({"harbor"}));
     const auto router = world.write("router.ini", "");
     SetEnvironmentVariableW(L"STANDIN_ROUTER_FOLDER", world.folder.c_str());
@@ -299,9 +359,11 @@ TEST_CASE("a program that holds TCP port 1723 is named") {
         CHECK(GetTickCount() - start < 15'000); // two binds of 1 s each, and room for a busy machine
         CHECK(taken.exitCode == 1);
         CHECK_THAT(taken.output, Matches(R"(init: the computer is not prepared, [2-9]\.\d s\n)"));
-        CHECK_THAT(taken.messages, Contains("Can't bind TCP port 1723.\n") &&
-                                       Contains("Please check process id " + self + " to see if") &&
-                                       !Contains("\r"));
+        CHECK_THAT(taken.messages,
+                   Contains(isChinese() ? "无法绑定TCP端口 1723。\n" : "Can't bind TCP port 1723.\n") &&
+                       Contains(isChinese() ? "请察看进程ID " + self + " 并检查是否"
+                                            : "Please check process id " + self + " to see if") &&
+                       !Contains("\r"));
         CHECK_THAT(world.run("status").output, Contains("TCP port 1723: held by process " + self + "\n"));
         CHECK(world.run("init --only-client").exitCode == 0);
     }
@@ -323,7 +385,8 @@ TEST_CASE("init enables the services that dialling needs, and tells of one that 
     tapiSrv.change(SERVICE_DISABLED, "C:\\nowhere\\none.exe");
     const Outcome outcome = world.run("init");
     CHECK(outcome.exitCode == 1);
-    CHECK_THAT(outcome.messages, Contains("Canot enable 'TapiSrv' service.\n"));
+    CHECK_THAT(outcome.messages,
+               Contains(isChinese() ? "无法启动TapiSrv系统服务。\n" : "Canot enable 'TapiSrv' service.\n"));
 
     tapiSrv.remove();
     const Outcome without = world.run("init");
