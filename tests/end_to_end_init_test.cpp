@@ -2,8 +2,8 @@
 //
 // Cases with the tag [before Vista] or [since Vista] need a prefix of such a Windows, the others do with any;
 // and in any language, since the messages are asked for in the system's.
+#include "computer_kit.h"
 #include "end_to_end_kit.h"
-#include "outside/Helper2.h"
 
 #include <winsock2.h>
 
@@ -45,13 +45,6 @@ bool isChinese() {
     return PRIMARYLANGID(GetSystemDefaultUILanguage()) == LANG_CHINESE;
 }
 
-size_t count(const std::string& text, const std::string& part) {
-    size_t found = 0;
-    for (size_t at = text.find(part); at != text.npos; at = text.find(part, at + part.size()))
-        ++found;
-    return found;
-}
-
 void setMiniport(DWORD ports, DWORD atMost) {
     const std::wstring key = std::wstring(adapterClass) + pptpMiniport;
     REQUIRE(SHSetValueW(HKEY_LOCAL_MACHINE, key.c_str(), L"WanEndpoints", REG_DWORD, &ports, sizeof ports) ==
@@ -71,131 +64,6 @@ std::string keepConnections() {
         RegQueryValueExA(key, "KeepRasConnections", nullptr, nullptr, reinterpret_cast<BYTE*>(data), &size);
     RegCloseKey(key);
     return error == ERROR_SUCCESS ? std::string(data, size) : std::string();
-}
-
-struct ServiceCloser {
-    void operator()(SC_HANDLE handle) const { CloseServiceHandle(handle); }
-};
-using ServiceHandle = std::unique_ptr<std::remove_pointer_t<SC_HANDLE>, ServiceCloser>;
-
-// An installed service. Changed by a test, it is as it was at the end, unless the test uninstalls it.
-class Service {
-  public:
-    explicit Service(const char* serviceName)
-        : name(serviceName), manager(OpenSCManagerA(nullptr, nullptr, SC_MANAGER_ALL_ACCESS)),
-          service(OpenServiceA(manager.get(), name, SERVICE_ALL_ACCESS)) {
-        if (!service)
-            throw std::runtime_error(fmt::format("the prefix has no service {}", name));
-        alignas(QUERY_SERVICE_CONFIGA) char buffer[1024];
-        DWORD needed = 0;
-        auto* config = reinterpret_cast<QUERY_SERVICE_CONFIGA*>(buffer);
-        if (!QueryServiceConfigA(service.get(), config, sizeof buffer, &needed))
-            throw std::runtime_error("the service's settings cannot be read");
-        startType = config->dwStartType;
-        path = config->lpBinaryPathName;
-    }
-    ~Service() {
-        if (!comesBack)
-            return;
-        if (!service)
-            service.reset(CreateServiceA(manager.get(), name, name, SERVICE_ALL_ACCESS,
-                                         SERVICE_WIN32_OWN_PROCESS, startType, SERVICE_ERROR_NORMAL,
-                                         path.c_str(), nullptr, nullptr, nullptr, nullptr, nullptr));
-        else if (changed)
-            change(startType, path.c_str());
-    }
-    Service(const Service&) = delete;
-    Service& operator=(const Service&) = delete;
-
-    void change(DWORD newStartType, const char* newPath = nullptr) {
-        changed = true;
-        ChangeServiceConfigA(service.get(), SERVICE_NO_CHANGE, newStartType, SERVICE_NO_CHANGE, newPath,
-                             nullptr, nullptr, nullptr, nullptr, nullptr, nullptr);
-    }
-    void remove() {
-        REQUIRE(DeleteService(service.get()));
-        service.reset();
-    }
-    void uninstall() {
-        stop();
-        remove();
-        comesBack = false;
-    }
-    void start() { REQUIRE(StartServiceA(service.get(), 0, nullptr)); }
-    void stop() {
-        SERVICE_STATUS status = {};
-        ControlService(service.get(), SERVICE_CONTROL_STOP, &status);
-    }
-    DWORD state() const {
-        SERVICE_STATUS status = {};
-        QueryServiceStatus(service.get(), &status);
-        return status.dwCurrentState;
-    }
-
-    DWORD startType;
-    std::string path;
-
-  private:
-    const char* name;
-    ServiceHandle manager;
-    ServiceHandle service;
-    bool changed = false;
-    bool comesBack = true;
-};
-
-// This program listens on TCP port 1723 of 127.0.0.1.
-class Listener {
-  public:
-    Listener() {
-        WSADATA data = {};
-        REQUIRE(WSAStartup(MAKEWORD(2, 2), &data) == 0);
-        socket = ::socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
-        sockaddr_in address = {};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        address.sin_port = htons(1723);
-        REQUIRE(bind(socket, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0);
-        REQUIRE(listen(socket, 1) == 0);
-        // Wine finds the owner of a socket only after the process has tried to transfer something.
-        u_long nonBlocking = 1;
-        ioctlsocket(socket, static_cast<long>(FIONBIO), &nonBlocking);
-        send(socket, "x", 1, 0);
-    }
-    ~Listener() {
-        closesocket(socket);
-        WSACleanup();
-    }
-    Listener(const Listener&) = delete;
-    Listener& operator=(const Listener&) = delete;
-
-  private:
-    SOCKET socket = INVALID_SOCKET;
-};
-
-fs::path systemFolder() {
-    wchar_t folder[MAX_PATH] = L"";
-    GetSystemDirectoryW(folder, MAX_PATH);
-    return folder;
-}
-
-fs::path phonebookOfAllUsers() {
-    wchar_t folder[MAX_PATH] = L"";
-    SHGetFolderPathW(nullptr, CSIDL_COMMON_APPDATA, nullptr, SHGFP_TYPE_CURRENT, folder);
-    return fs::path(folder) / "Microsoft/Network/Connections/Pbk/rasphone.pbk";
-}
-
-// Writes out the filter driver that the library carries, as if it had the version 4.0.0.`build`.
-void writeDriver(const fs::path& file, char build) {
-    HMODULE const library = LoadLibraryExA("Varnel.dll", nullptr, LOAD_LIBRARY_AS_DATAFILE);
-    HRSRC const found = FindResourceA(library, "#109", "BINRES");
-    REQUIRE(found != nullptr);
-    std::string image(static_cast<const char*>(LockResource(LoadResource(library, found))),
-                      SizeofResource(library, found));
-    FreeLibrary(library);
-    const size_t versionRecord = image.find("\xBD\x04\xEF\xFE");
-    REQUIRE(versionRecord != image.npos);
-    image[versionRecord + offsetof(VS_FIXEDFILEINFO, dwFileVersionLS)] = build;
-    std::ofstream(file, std::ios::binary) << image;
 }
 
 void dial(const World& world, const std::string& arguments) {
@@ -263,32 +131,22 @@ TEST_CASE("init prepares a Windows before Vista, and a second one changes nothin
 
 TEST_CASE("init replaces an older driver file and leaves a newer one", "[before Vista]") {
     const fs::path driver = systemFolder() / "Drivers" / "Ombrel.SYS";
-    const auto uninstall = [&driver] {
-        bool installed = false;
-        IsServiceEnabled("Ombrel", &installed);
-        if (installed)
-            Service("Ombrel").uninstall();
-        // Wine lets go of a stopped driver's image a moment later.
-        for (const DWORD start = GetTickCount(); fs::exists(driver) && GetTickCount() - start < 20'000;
-             Sleep(10))
-            DeleteFileW(driver.c_str());
-    };
     const std::string status = "driver Ombrel.SYS: version ";
     const World world("");
-    uninstall();
+    uninstallDriver("Ombrel", driver);
     writeDriver(driver, 4);
     REQUIRE_THAT(world.run("status").output, Contains(status + "4.0.0.4"));
     CHECK_THAT(world.run("init --ombrel").output, Matches(prepared));
     CHECK_THAT(world.run("status").output, Contains(status + "4.0.0.5"));
     CHECK(Service("Ombrel").state() == SERVICE_RUNNING);
 
-    uninstall();
+    uninstallDriver("Ombrel", driver);
     writeDriver(driver, 6);
     CHECK_THAT(world.run("init --ombrel").output, Matches(prepared));
     CHECK_THAT(world.run("status").output, Contains(status + "4.0.0.6"));
     CHECK_FALSE(fs::exists(driver.string() + ".tmp"));
     CHECK(Service("Ombrel").state() == SERVICE_RUNNING);
-    uninstall();
+    uninstallDriver("Ombrel", driver);
 }
 
 TEST_CASE("init hangs up and removes what an earlier run left, and nothing of others", "[before Vista]") {
