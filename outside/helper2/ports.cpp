@@ -66,7 +66,7 @@ struct CloseSnapshot {
 
 // From a snapshot, since most processes of the system may not be opened.
 std::wstring imageName(DWORD processId) {
-    HANDLE const handle = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
+    HANDLE handle = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
     if (handle == INVALID_HANDLE_VALUE)
         return {};
     const std::unique_ptr<HANDLE, CloseSnapshot> snapshot(handle);
