@@ -4,3 +4,11 @@ function(add_campaign name)
   add_wine_test(${name} SOURCES ${arg_SOURCES} LIBRARIES varnel_kit)
   set_tests_properties(${name} PROPERTIES LABELS campaign)
 endfunction()
+
+add_campaign(lying_records_test
+  SOURCES
+    campaigns/lies.cpp
+    campaigns/lying_computer.cpp
+    campaigns/lying_ras.cpp
+    campaigns/lying_records_test.cpp
+    campaigns/watchdog.cpp)
