@@ -12,3 +12,5 @@ add_campaign(lying_records_test
     campaigns/lying_ras.cpp
     campaigns/lying_records_test.cpp
     campaigns/watchdog.cpp)
+
+add_campaign(text_functions_test SOURCES campaigns/lies.cpp campaigns/text_functions_test.cpp)

@@ -35,6 +35,7 @@ class LyingRecords : public VarnelTest {
     void dialUp2() {
         checkDial(privates::dialUp2(newPeer(), newPassword(), lies.oneIn(2), lies.oneIn(2), 1));
     }
+    void dialUp3();
     void dialDown() { VARNEL::dialDown(newPeer()); }
     void getCurrentEntryNameById();
     void getCurrentEntryName();
@@ -68,6 +69,7 @@ const std::vector<LyingRecords::Named> LyingRecords::operations = {
     {"clean", &LyingRecords::clean},
     {"dialUp", &LyingRecords::dialUp},
     {"dialUp2", &LyingRecords::dialUp2},
+    {"dialUp3", &LyingRecords::dialUp3},
     {"dialDown", &LyingRecords::dialDown},
     {"getCurrentEntryNameById", &LyingRecords::getCurrentEntryNameById},
     {"getCurrentEntryName", &LyingRecords::getCurrentEntryName},
@@ -121,6 +123,25 @@ void LyingRecords::checkDial(DWORD result) {
     expect(own.contains(result) || lies.codes.contains(result), "a dial ends with " + std::to_string(result));
     expect(lies.unreadable || lies.dialled.size() <= (result == 0 ? 1 : 0),
            "a dialled connection is given up");
+}
+
+// The caller's record ends where its memory ends.
+void LyingRecords::dialUp3() {
+    constexpr DWORD dialParamsSize = 1064;
+    const auto block = current<"HeapAlloc">()(nullptr, HEAP_ZERO_MEMORY, dialParamsSize);
+    auto& params = *static_cast<RASDIALPARAMSA*>(block);
+    params.dwSize = dialParamsSize;
+    strcpy(params.szEntryName, "node7 #0");
+    strcpy(params.szUserName, "node7");
+    strcpy(params.szPassword, "secret");
+    lies.wanted = {"node7"};
+    lies.password = "secret";
+    HRASCONN conn = nullptr;
+    const DWORD result = privates::dialUp3("C:\\book", params, lies.below(20'000), &conn);
+    expect(conn == nullptr || lies.dialled.contains(conn), "a handle that no dial gave");
+    lies.dialled.clear(); // left to the caller
+    checkDial(result);
+    current<"HeapFree">()(nullptr, 0, block);
 }
 
 void LyingRecords::checkName(const std::string& name, const std::string& id) {
