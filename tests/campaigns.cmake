@@ -14,3 +14,10 @@ add_campaign(lying_records_test
     campaigns/watchdog.cpp)
 
 add_campaign(text_functions_test SOURCES campaigns/lies.cpp campaigns/text_functions_test.cpp)
+
+add_campaign(threads_test
+  SOURCES
+    campaigns/busy_ras.cpp
+    campaigns/lies.cpp
+    campaigns/threads_test.cpp
+    campaigns/watchdog.cpp)
