@@ -55,6 +55,7 @@ class BusyRas {
     void notifyTooLate(const std::vector<DWORD>& callbackIds, DWORD error);
     // Attempts that were registered before this was said twice may never be notified.
     void registryIsCleared() { ++clearings; }
+    unsigned int clearingsSoFar() const { return clearings; }
     std::string connectedEntry(const std::string& peer);
 
   private:

@@ -13,12 +13,15 @@ namespace {
 
 constexpr std::size_t hosts = 64;
 constexpr std::size_t cleaner = hosts; // its number as a thread
-constexpr std::chrono::seconds patience{30};
+constexpr std::chrono::seconds patience{20};
 constexpr DWORD tellingPause = 100; // ms that the library waits before it tells the host
 constexpr DWORD firstOutcome = 10'000;
 constexpr DWORD tooLate = 9'999; // the outcome of attempts that nobody waits for any more
 constexpr long idsBeforeWrap = 200;
 constexpr std::size_t closedHandlesKept = 4096;
+constexpr unsigned int burst = 50; // calls in a row that are too short to meet others else
+constexpr unsigned int firstSpareId = 0x4000'0000;
+constexpr ULONG_PTR firstSpareHandle = 0x4000'0000;
 
 // Where threads pause that are about to tell the host. While the host ends the library's work they stay
 // there.
@@ -110,9 +113,11 @@ class Threads : public VarnelTest {
     void dialUp(Plan& plan, std::size_t number);
     void dialDown(const Plan& plan, std::size_t number);
     void ask(const Plan& plan, std::size_t number);
-    void nameEntry(std::size_t number);
+    void nameEntries(std::size_t number);
+    void registerAttempts(std::size_t number);
     void endAndBeginAgain();
-    void keepClosed(HANDLE handle);
+    HANDLE createEvent(BOOL manualReset);
+    void closeHandle(HANDLE handle);
 
     const Campaign& campaign;
     Tellers theTellers;
@@ -123,11 +128,16 @@ class Threads : public VarnelTest {
     std::atomic<DWORD> lastOutcome = firstOutcome;
 
     std::mutex lock;
-    std::set<std::string> names;
+    std::atomic<unsigned int> wave = 0; // all threads make their bursts at once, each time that it changes
+    const std::string sharedPeer;
+    std::atomic<unsigned int> namesGiven = 0;
+    std::atomic<ULONG_PTR> lastSpareHandle = firstSpareHandle;
+    static inline thread_local bool withoutEvent = false;
     std::deque<HANDLE> closed;
 };
 
-Threads::Threads(const Campaign& campaign_, long firstId) : campaign(campaign_) {
+Threads::Threads(const Campaign& campaign_, long firstId)
+    : campaign(campaign_), sharedPeer(fmt::format("shared{}", firstId)) {
     Watchdog::noteImports();
     tellers = &theTellers;
     privates::callbackIdIndex = firstId;
@@ -139,11 +149,21 @@ Threads::Threads(const Campaign& campaign_, long firstId) : campaign(campaign_) 
     on<"WaitForSingleObjectEx">(&WaitForSingleObjectEx);
     on<"HeapAlloc">(&HeapAlloc);
     on<"HeapFree">(&HeapFree);
-    on<"CloseHandle">([this](HANDLE handle) { return keepClosed(handle), TRUE; });
+    on<"CreateEventA">(
+        [this](LPSECURITY_ATTRIBUTES, BOOL manualReset, BOOL, LPCSTR) { return createEvent(manualReset); });
+    on<"CloseHandle">([this](HANDLE handle) { return closeHandle(handle), TRUE; });
+}
+
+// Attempts that nobody dials for need no event; their handles are numbers that the system never gives.
+HANDLE Threads::createEvent(BOOL manualReset) {
+    return withoutEvent && manualReset != FALSE ? reinterpret_cast<HANDLE>(++lastSpareHandle)
+                                                : CreateEventA(nullptr, manualReset, FALSE, nullptr);
 }
 
 // A closed handle's value is not given out again for a while, so that its use is known for what it is.
-void Threads::keepClosed(HANDLE handle) {
+void Threads::closeHandle(HANDLE handle) {
+    if (reinterpret_cast<ULONG_PTR>(handle) > firstSpareHandle)
+        return;
     const std::scoped_lock locked(lock);
     closed.push_back(handle);
     if (closed.size() <= closedHandlesKept)
@@ -174,30 +194,50 @@ void Threads::ask(const Plan& plan, std::size_t number) {
     expect(VARNEL::getCurrentEntryNameById(plan.peer) == entry, "another entry is given for a peer");
 }
 
-void Threads::nameEntry(std::size_t number) {
+// A name given twice leaves its number behind the count of all that were given.
+void Threads::nameEntries(std::size_t number) {
+    const std::string newPeer = fmt::format("new{}x{}", number, operations.load());
     const Watchdog::Call call(watchdog, number, "getEntryNameWithSuffix", operations);
-    for (const char* shared : {"shared1", "shared2"}) {
-        const std::string name = privates::getEntryNameWithSuffix(shared, true);
-        const std::scoped_lock locked(lock);
-        expect(names.insert(name).second, "an entry's name is given twice: " + name);
+    for (unsigned int i = 0; i < burst; ++i) {
+        privates::getEntryNameWithSuffix(sharedPeer, true);
+        privates::getEntryNameWithSuffix(newPeer + (i % 8 == 0 ? "a" : "b"), false);
     }
-    privates::getEntryNameWithSuffix("new" + std::to_string(operations), false);
+    namesGiven += burst;
+}
+
+// What was registered is there until it is removed, unless everything has been.
+void Threads::registerAttempts(std::size_t number) {
+    const Watchdog::Call call(watchdog, number, "addItem, findItem, removeItem", operations);
+    DIALUP_CALLBACK registry;
+    withoutEvent = true;
+    for (unsigned int id = firstSpareId + static_cast<unsigned int>(number) * burst, end = id + burst;
+         id < end; ++id) {
+        const unsigned int clearings = busyRas.clearingsSoFar();
+        const auto item = registry.addItem(id);
+        const bool found = registry.findItem(id) == item;
+        expect(found || clearings != busyRas.clearingsSoFar(), "a registered attempt is not found");
+        registry.removeItem(id);
+        expect(!registry.findItem(id), "a removed attempt is found");
+    }
+    withoutEvent = false;
 }
 
 void Threads::operate(Plan& plan, std::size_t number, DWORD choice) {
-    if (choice < 5)
+    if (choice < 6)
         dialUp(plan, number);
-    else if (choice < 7)
+    else if (choice < 8)
         dialDown(plan, number);
-    else if (choice < 9)
-        ask(plan, number);
     else
-        nameEntry(number);
+        ask(plan, number);
 }
 
 void Threads::host(std::size_t number) {
     std::mt19937 random(campaign.seed + static_cast<std::uint32_t>(number));
-    while (!over) {
+    for (unsigned int waveSeen = 0; !over;) {
+        if (const unsigned int now = wave; std::exchange(waveSeen, now) != now) {
+            nameEntries(number);
+            registerAttempts(number);
+        }
         Plan plan{.peer = fmt::format("node{}{}", number, random() % 2 == 0 ? "a" : "b"),
                   .outcome = random() % 2 == 0 ? 0 : ++lastOutcome,
                   .timing = static_cast<Timing>(random() % 5),
@@ -235,12 +275,15 @@ unsigned long Threads::run(std::chrono::milliseconds length) {
     while (std::chrono::steady_clock::now() < end) {
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
         endAndBeginAgain();
+        ++wave;
         Journal::clear();
         forgetLog();
     }
     over = true;
     for (std::thread& thread : threads)
         thread.join();
+    CHECK(privates::getEntryNameWithSuffix(sharedPeer, false) ==
+          fmt::format("{} #{}", sharedPeer, namesGiven));
     return operations;
 }
 

@@ -58,7 +58,8 @@ void Watchdog::end(std::size_t number, const char* what) const {
     fmt::print("{}, last import {}, run {}, thread {}: {}\n", operation != nullptr ? operation : "a call",
                thread.import.load(), thread.run.load(), number, what);
     campaign.report("FAILED");
-    std::_Exit(EXIT_FAILURE);
+    TerminateProcess(GetCurrentProcess(), EXIT_FAILURE); // which waits for nobody
+    std::abort();
 }
 
 long __stdcall Watchdog::crashed(struct _EXCEPTION_POINTERS*) {
