@@ -102,6 +102,7 @@ HRASCONN BusyRas::connect(const std::string& entryName, DWORD callbackId) {
 
 DWORD BusyRas::dial(LPRASDIALPARAMSA params, LPVOID notifier, LPHRASCONN conn) {
     libraryNotifier = notifier;
+    ++dials;
     expect(params->szUserName == current->peer, "another peer's user is dialled");
     if (std::exchange(current->busyAtFirst, false))
         return ERROR_DIAL_ALREADY_IN_PROGRESS;
@@ -134,7 +135,7 @@ DWORD BusyRas::wait(HANDLE object, DWORD ms) {
     if (current->timing == Timing::never || current->timing == Timing::aboutToGiveUp)
         return WaitForSingleObject(object, current->outcome % 3);
     DWORD state = WAIT_TIMEOUT;
-    while (state == WAIT_TIMEOUT && clearings == clearingsAtRegistration)
+    while (state == WAIT_TIMEOUT && !mayBeCleared(clearingsAtRegistration))
         state = WaitForSingleObject(object, waitPiece);
     return state;
 }

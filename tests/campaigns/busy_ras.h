@@ -53,10 +53,13 @@ class BusyRas {
 
     // Notifies attempts that nobody waits for any more.
     void notifyTooLate(const std::vector<DWORD>& callbackIds, DWORD error);
-    // Attempts that were registered before this was said twice may never be notified.
-    void registryIsCleared() { ++clearings; }
+    // To be said before and after the registry of attempts is cleared.
+    void clearing() { ++clearings; }
+    // For an attempt that is about to be registered: whether it may have been cleared since.
     unsigned int clearingsSoFar() const { return clearings; }
+    bool mayBeCleared(unsigned int soFar) const { return soFar % 2 != 0 || soFar != clearings; }
     std::string connectedEntry(const std::string& peer);
+    DWORD dialsSoFar() const { return dials; }
 
   private:
     struct Connection {
@@ -89,6 +92,7 @@ class BusyRas {
     ULONG_PTR lastHandle = 0;
     std::atomic<LPVOID> libraryNotifier = nullptr;
     std::atomic<unsigned int> clearings = 0;
+    std::atomic<DWORD> dials = 0;
 
     std::mutex queueLock;
     std::condition_variable queueChanged;

@@ -60,6 +60,16 @@ bool isPeerId(const std::string& text) {
     return parts.accepted && parts.number.empty();
 }
 
+// What of a text is ASCII, in its order.
+template<class STRING>
+std::string asciiOf(const STRING& text) {
+    std::string ascii;
+    for (const auto unit : text)
+        if (unit >= 0 && unit < 0x80)
+            ascii += static_cast<char>(unit);
+    return ascii;
+}
+
 std::string privatePath(const std::string& id) {
     return GetPrivateConfigPathName(id.c_str(), "pptp.pbk");
 }
@@ -77,6 +87,8 @@ const std::vector<Property<std::string>> ofNarrowTexts = {
          return read.size() <= text.size() && utf82unicode(unicode2utf8(read)) == read &&
                 (!windowsUtf16(text) || unicode2utf8(read) == text);
      }},
+    {"no plain character is lost beside what is not valid",
+     [](const std::string& text) { return asciiOf(utf82unicode(text)) == asciiOf(text); }},
     {"lower case changes A to Z alone, and once",
      [](const std::string& text) {
          const std::string low = lowCase(text);
@@ -135,6 +147,8 @@ const std::vector<Property<std::wstring>> ofWideTexts = {
      }},
     {"what was written as UTF-8 is read as it was",
      [](const std::wstring& text) { return !windowsUtf8(text) || utf82unicode(unicode2utf8(text)) == text; }},
+    {"no plain character is lost beside half a pair",
+     [](const std::wstring& text) { return asciiOf(unicode2utf8(text)) == asciiOf(text); }},
     {"lower case keeps the length, is made once, and is the system's",
      [](const std::wstring& text) {
          const std::wstring low = lowCase(text);
