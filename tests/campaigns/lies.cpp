@@ -82,7 +82,8 @@ std::string Lies::peer() {
     static const std::vector<std::string> good = {
         "node7", "Node7", "node77", "a", "user@example.com", std::string(128, 'p')};
     static const std::vector<std::string> bad = {
-        "", "..", "con", "node7 #1", "a/b", "node7 ", "%s%n", std::string(244, 'q'), std::string(257, 'q')};
+        "",    "..",     "con",  std::string("node7\0x", 7), "node7 #1",
+        "a/b", "node7 ", "%s%n", std::string(244, 'q'),      std::string(257, 'q')};
     return oneIn(12) ? noise(300) : oneIn(6) ? oneOf(bad) : oneOf(good);
 }
 

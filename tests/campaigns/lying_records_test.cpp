@@ -22,41 +22,21 @@ class LyingRecords : public VarnelTest {
     Lines run(const Campaign& campaign, Watchdog& watchdog, unsigned long number);
 
   private:
-    using Operation = void (LyingRecords::*)();
-    struct Named {
+    struct Operation {
         const char* name;
-        Operation operation;
+        void (*perform)(LyingRecords&);
     };
-    static const std::vector<Named> operations;
+    static const std::vector<Operation> operations;
 
+    bool coin() { return lies.oneIn(2); }
+    // Ids and passwords that the operation gets as arguments.
+    std::string peer() { return lies.wanted.emplace_back(lies.peer()); }
+    const std::string& password() { return lies.password = lies.noise(lies.oneIn(9) ? 300 : 9); }
     void initialise();
-    void clean() { VARNEL::clean(); }
-    void dialUp() { checkDial(VARNEL::dialUp(newPeer(), newPassword(), lies.oneIn(2), lies.oneIn(2), 1)); }
-    void dialUp2() {
-        checkDial(privates::dialUp2(newPeer(), newPassword(), lies.oneIn(2), lies.oneIn(2), 1));
-    }
     void dialUp3();
-    void dialDown() { VARNEL::dialDown(newPeer()); }
-    void getCurrentEntryNameById();
-    void getCurrentEntryName();
-    void getAllEntries();
-    void removeEntries() { privates::removeEntries({newPeer(), newPeer()}); }
-    void dialDownSameIp();
-    void dialDownAllPptp();
-    void getAllActiveEntry();
-    void getEntryStatus() { privates::getEntryStatus(lies.peer()); }
-    void chgWanEndPoints() { privates::chgWanEndPoints(); }
-    void setPptpPorts() { privates::setPptpPorts(false, 32, 10, 5); }
-    void kestrin() { privates::tryinstallDriverAndLaunchKestrin(); }
-    void ombrel() { privates::tryinstallDriverAndLaunchOmbrel(); }
-    void removeDriver() { privates::removeDriver("Kestrin"); }
-    void setLocation();
-    void notify();
-
-    const std::string& newPeer();
-    const std::string& newPassword() { return lies.password = lies.noise(lies.oneIn(9) ? 300 : 9); }
     void checkDial(DWORD result);
     void checkName(const std::string& name, const std::string& id);
+    void checkActive(const std::list<std::string>& names);
     void checkAfter();
 
     Lies& lies;
@@ -64,28 +44,62 @@ class LyingRecords : public VarnelTest {
     LyingComputer lyingComputer{lies};
 };
 
-const std::vector<LyingRecords::Named> LyingRecords::operations = {
-    {"init", &LyingRecords::initialise},
-    {"clean", &LyingRecords::clean},
-    {"dialUp", &LyingRecords::dialUp},
-    {"dialUp2", &LyingRecords::dialUp2},
-    {"dialUp3", &LyingRecords::dialUp3},
-    {"dialDown", &LyingRecords::dialDown},
-    {"getCurrentEntryNameById", &LyingRecords::getCurrentEntryNameById},
-    {"getCurrentEntryName", &LyingRecords::getCurrentEntryName},
-    {"getAllEntries", &LyingRecords::getAllEntries},
-    {"removeEntries", &LyingRecords::removeEntries},
-    {"dialDownSameIp", &LyingRecords::dialDownSameIp},
-    {"dialDownAllPptp", &LyingRecords::dialDownAllPptp},
-    {"getAllActiveEntry", &LyingRecords::getAllActiveEntry},
-    {"getEntryStatus", &LyingRecords::getEntryStatus},
-    {"chgWanEndPoints", &LyingRecords::chgWanEndPoints},
-    {"setPptpPorts", &LyingRecords::setPptpPorts},
-    {"tryinstallDriverAndLaunchKestrin", &LyingRecords::kestrin},
-    {"tryinstallDriverAndLaunchOmbrel", &LyingRecords::ombrel},
-    {"removeDriver", &LyingRecords::removeDriver},
-    {"setLocation", &LyingRecords::setLocation},
-    {"rasDialFunc2", &LyingRecords::notify},
+const std::vector<LyingRecords::Operation> LyingRecords::operations = {
+    {"init", [](LyingRecords& my) { my.initialise(); }},
+    {"clean", [](LyingRecords&) { VARNEL::clean(); }},
+    {"dialUp",
+     [](LyingRecords& my) {
+         my.checkDial(VARNEL::dialUp(my.peer(), my.password(), my.coin(), my.coin(), 1));
+     }},
+    {"dialUp2",
+     [](LyingRecords& my) {
+         my.checkDial(privates::dialUp2(my.peer(), my.password(), my.coin(), my.coin(), 1));
+     }},
+    {"dialUp3", [](LyingRecords& my) { my.dialUp3(); }},
+    {"dialDown", [](LyingRecords& my) { VARNEL::dialDown(my.peer()); }},
+    {"getCurrentEntryNameById",
+     [](LyingRecords& my) {
+         const std::string id = my.peer();
+         my.checkName(VARNEL::getCurrentEntryNameById(id), id);
+     }},
+    {"getCurrentEntryName",
+     [](LyingRecords& my) {
+         const std::string id = my.peer();
+         my.checkName(privates::getCurrentEntryName("C:\\book", id), id);
+     }},
+    {"getAllEntries", [](LyingRecords&) { privates::getAllEntries(""); }},
+    {"removeEntries",
+     [](LyingRecords& my) {
+         privates::removeEntries({my.peer(), my.peer()});
+     }},
+    {"dialDownSameIp",
+     [](LyingRecords& my) {
+         my.lies.anyConnection = true;
+         privates::dialDownSameIp(my.lies.number());
+     }},
+    {"dialDownAllPptp",
+     [](LyingRecords& my) {
+         my.lies.anyConnection = true;
+         privates::dialDownAllPptp();
+     }},
+    {"getAllActiveEntry", [](LyingRecords& my) { my.checkActive(privates::getAllActiveEntry()); }},
+    {"getEntryStatus", [](LyingRecords& my) { privates::getEntryStatus(my.peer()); }},
+    {"chgWanEndPoints", [](LyingRecords&) { privates::chgWanEndPoints(); }},
+    {"setPptpPorts", [](LyingRecords&) { privates::setPptpPorts(false, 32, 10, 5); }},
+    {"tryinstallDriverAndLaunchKestrin", [](LyingRecords&) { privates::tryinstallDriverAndLaunchKestrin(); }},
+    {"tryinstallDriverAndLaunchOmbrel", [](LyingRecords&) { privates::tryinstallDriverAndLaunchOmbrel(); }},
+    {"removeDriver", [](LyingRecords&) { privates::removeDriver("Kestrin"); }},
+    {"setLocation",
+     [](LyingRecords& my) {
+         privates::isWin6Plus = true;
+         privates::setLocation(my.peer());
+     }},
+    {"rasDialFunc2",
+     [](LyingRecords& my) {
+         privates::rasDialFunc2(my.lies.number(), 1, my.lies.handle(), my.lies.number(),
+                                static_cast<RASCONNSTATE>(my.lies.number()), my.lies.number(),
+                                my.lies.number());
+     }},
 };
 
 LyingRecords::LyingRecords(Lies& lies_) : lies(lies_) {
@@ -101,34 +115,15 @@ LyingRecords::LyingRecords(Lies& lies_) : lies(lies_) {
 void LyingRecords::initialise() {
     lies.anyConnection = true;
     std::wstring message = L"of an earlier call";
-    const bool ready = VARNEL::init(privates::pptpsrvDialDownCallback, lies.oneIn(2), lies.oneIn(2),
-                                    lies.oneIn(2), lies.oneIn(4), lies.oneIn(2), message);
+    const bool ready = VARNEL::init(privates::pptpsrvDialDownCallback, coin(), coin(), coin(), lies.oneIn(4),
+                                    coin(), message);
     expect(!ready || message.empty(), "a host that is ready gets a message");
-    for (std::size_t start = 0, end = 0; end != std::wstring::npos; start = end + 1) {
-        end = message.find(L'\n', start);
-        expect(end == std::wstring::npos || end - start <= 256, "a line of the message is too long");
-    }
-}
-
-const std::string& LyingRecords::newPeer() {
-    std::string id = lies.peer();
-    while (id.empty())
-        id = lies.peer();
-    return lies.wanted.emplace_back(id);
-}
-
-// Each dial ends as something said that it ended, and no connection is forgotten that could be found again.
-void LyingRecords::checkDial(DWORD result) {
-    static const std::set<DWORD> own = {0, ~DWORD{0}, 87, 617, 756};
-    expect(own.contains(result) || lies.codes.contains(result), "a dial ends with " + std::to_string(result));
-    expect(lies.unreadable || lies.dialled.size() <= (result == 0 ? 1 : 0),
-           "a dialled connection is given up");
 }
 
 // The caller's record ends where its memory ends.
 void LyingRecords::dialUp3() {
     constexpr DWORD dialParamsSize = 1064;
-    const auto block = current<"HeapAlloc">()(nullptr, HEAP_ZERO_MEMORY, dialParamsSize);
+    void* const block = current<"HeapAlloc">()(nullptr, HEAP_ZERO_MEMORY, dialParamsSize);
     auto& params = *static_cast<RASDIALPARAMSA*>(block);
     params.dwSize = dialParamsSize;
     strcpy(params.szEntryName, "node7 #0");
@@ -144,79 +139,53 @@ void LyingRecords::dialUp3() {
     current<"HeapFree">()(nullptr, 0, block);
 }
 
+// Each dial ends as something said that it ended, and no connection is forgotten that could be found again.
+void LyingRecords::checkDial(DWORD result) {
+    static const std::set<DWORD> own = {0, ~DWORD{0}, 87, 617, 756};
+    expect(own.contains(result) || lies.codes.contains(result), "a dial ends with " + std::to_string(result));
+    expect(lies.unreadable || lies.dialled.size() <= (result == 0 ? 1 : 0),
+           "a dialled connection is given up");
+}
+
 void LyingRecords::checkName(const std::string& name, const std::string& id) {
     expect(name.empty() || (lies.entries.contains(name) && serves(name, id)), "no such entry: " + name);
 }
 
-void LyingRecords::getCurrentEntryNameById() {
-    const std::string id = lies.peer();
-    checkName(VARNEL::getCurrentEntryNameById(id), id);
-}
-
-void LyingRecords::getCurrentEntryName() {
-    const std::string id = newPeer();
-    checkName(privates::getCurrentEntryName("C:\\book", id), id);
-}
-
-void LyingRecords::getAllEntries() {
-    for (RASENTRYNAMEA& entry : privates::getAllEntries(""))
-        entry.dwSize = 0; // a copy
-}
-
-void LyingRecords::dialDownSameIp() {
-    lies.anyConnection = true;
-    privates::dialDownSameIp(lies.number());
-}
-
-void LyingRecords::dialDownAllPptp() {
-    lies.anyConnection = true;
-    privates::dialDownAllPptp();
-}
-
-void LyingRecords::getAllActiveEntry() {
-    for (const std::string& name : privates::getAllActiveEntry())
-        expect(
-            std::ranges::any_of(lies.entries, [&](const std::string& shown) { return serves(name, shown); }),
-            "no such active entry: " + name);
-}
-
-void LyingRecords::setLocation() {
-    privates::isWin6Plus = true;
-    privates::setLocation(lies.peer());
-    expect(network_list::script.objects == 0 && network_list::script.texts == 0, "an object of COM is left");
-}
-
-void LyingRecords::notify() {
-    privates::rasDialFunc2(lies.number(), lies.number(), lies.handle(), lies.number(),
-                           static_cast<RASCONNSTATE>(lies.number()), lies.code({691}), lies.number());
+void LyingRecords::checkActive(const std::list<std::string>& names) {
+    for (const std::string& name : names)
+        expect(std::ranges::any_of(
+                   lies.entries,
+                   [&name](const std::string& shown) { return _stricmp(shown.c_str(), name.c_str()) == 0; }),
+               "no such active entry: " + name);
 }
 
 void LyingRecords::checkAfter() {
     ledger.settle();
     expect(privates::items.empty(), "a dial attempt is still registered");
     expect(privates::s1723 == INVALID_SOCKET, "port 1723 is still held");
+    expect(network_list::script.objects == 0 && network_list::script.texts == 0, "an object of COM is left");
     expect(GuardedHeap::takeForbiddenAccesses() == 0, "a heap block was overrun, or used after it was freed");
 }
 
 Lines LyingRecords::run(const Campaign& campaign, Watchdog& watchdog, unsigned long number) {
     lies.begin(campaign.seed, number);
     clock.startAt(lies.number());
-    privates::isWin6Plus = lies.oneIn(2);
+    privates::isWin6Plus = coin();
     privates::onlyClient = lies.oneIn(8);
     LOG::level = static_cast<long>(lies.below(4));
-    const Named& named = lies.oneOf(operations);
+    const Operation& operation = lies.oneOf(operations);
     try {
-        const Watchdog::Call call(watchdog, 0, named.name, number);
-        (this->*named.operation)();
+        const Watchdog::Call call(watchdog, 0, operation.name, number);
+        operation.perform(*this);
     } catch (const std::exception& exception) {
         complain(std::string("an exception passed: ") + exception.what());
     }
     checkAfter();
     Lines offences = takeComplaints();
     if (!offences.empty()) {
-        offences.insert(offences.begin(),
-                        fmt::format("{} in run {} of seed {}", named.name, number, campaign.seed));
         const Lines journal = calls();
+        offences.insert(offences.begin(),
+                        fmt::format("{} in run {} of seed {}", operation.name, number, campaign.seed));
         offences.insert(offences.end(), journal.begin(), journal.end());
         std::ranges::transform(offences, offences.begin(), &readable);
     }

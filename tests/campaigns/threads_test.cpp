@@ -16,7 +16,7 @@ constexpr std::size_t cleaner = hosts; // its number as a thread
 constexpr std::chrono::seconds patience{20};
 constexpr DWORD tellingPause = 100; // ms that the library waits before it tells the host
 constexpr DWORD firstOutcome = 10'000;
-constexpr DWORD tooLate = 9'999;        // the outcome of attempts that nobody waits for any more
+constexpr DWORD tooLate = 9'999;       // the outcome of attempts that nobody waits for any more
 constexpr long idsBeforeWrap = 50'000; // within the first burst of all threads
 constexpr std::size_t closedHandlesKept = 4096;
 constexpr DWORD idBurst = 5'000;
@@ -96,6 +96,7 @@ void tellHost(const std::string& id) {
 
 } // namespace
 
+// The library in a computer that is quick to sleep and never slow to answer, and its host's threads.
 class Threads : public VarnelTest {
   public:
     Threads(const Campaign& campaign_, long firstId_);
@@ -130,14 +131,15 @@ class Threads : public VarnelTest {
     std::atomic<unsigned long> operations = 0;
     std::atomic<DWORD> lastOutcome = firstOutcome;
 
-    std::mutex lock;
     std::atomic<unsigned int> wave = 0; // all threads make their bursts at once, each time that it changes
     const long firstId;
     std::atomic<DWORD> idsTaken = 0;
     const std::string sharedPeer;
     std::atomic<unsigned int> namesGiven = 0;
+
     std::atomic<ULONG_PTR> lastSpareHandle = firstSpareHandle;
     static inline thread_local bool withoutEvent = false;
+    std::mutex closedLock;
     std::deque<HANDLE> closed;
 };
 
@@ -169,7 +171,7 @@ HANDLE Threads::createEvent(BOOL manualReset) {
 void Threads::closeHandle(HANDLE handle) {
     if (reinterpret_cast<ULONG_PTR>(handle) > firstSpareHandle)
         return;
-    const std::scoped_lock locked(lock);
+    const std::scoped_lock locked(closedLock);
     closed.push_back(handle);
     if (closed.size() <= closedHandlesKept)
         return;

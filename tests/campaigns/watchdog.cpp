@@ -62,8 +62,11 @@ void Watchdog::end(std::size_t number, const char* what) const {
     std::abort();
 }
 
+// A thread that is outside every call is one of a notifier.
 long __stdcall Watchdog::crashed(struct _EXCEPTION_POINTERS*) {
-    if (only != nullptr && own != nullptr)
-        only->end(static_cast<std::size_t>(own - only->threads.data()), "crashed");
-    return EXCEPTION_CONTINUE_SEARCH;
+    if (only == nullptr)
+        return EXCEPTION_CONTINUE_SEARCH;
+    if (own == nullptr)
+        only->end(0, "crashed, or a notifier beside it");
+    only->end(static_cast<std::size_t>(own - only->threads.data()), "crashed");
 }
