@@ -12,7 +12,11 @@ namespace {
 constexpr DWORD connSize = 696;
 constexpr int notifierThreads = 4;
 constexpr DWORD waitPiece = 20; // ms of real time
-constexpr HRASCONN noConnection = nullptr;
+
+template<std::size_t SIZE>
+void fill(char (&field)[SIZE], const std::string& text) {
+    field[text.copy(field, SIZE - 1)] = '\0';
+}
 
 } // namespace
 
@@ -84,7 +88,7 @@ void BusyRas::notifyLater(DWORD callbackId, HRASCONN conn, DWORD error) {
 
 void BusyRas::notifyTooLate(const std::vector<DWORD>& tooLate, DWORD error) {
     for (const DWORD callbackId : tooLate)
-        notifyLater(callbackId, noConnection, error);
+        notifyLater(callbackId, nullptr, error);
 }
 
 HRASCONN BusyRas::connect(const std::string& entryName, DWORD callbackId) {
@@ -108,7 +112,7 @@ DWORD BusyRas::dial(LPRASDIALPARAMSA params, LPVOID notifier, LPHRASCONN conn) {
         return ERROR_DIAL_ALREADY_IN_PROGRESS;
     const auto callbackId = static_cast<DWORD>(params->dwCallbackId);
     current->callbackIds.push_back(callbackId);
-    const HRASCONN handle = *conn = connect(params->szEntryName, callbackId);
+    HRASCONN const handle = *conn = connect(params->szEntryName, callbackId);
     const DWORD outcome = current->outcome;
     switch (current->timing) {
     case Timing::early:
@@ -129,7 +133,7 @@ DWORD BusyRas::dial(LPRASDIALPARAMSA params, LPVOID notifier, LPHRASCONN conn) {
 
 // Waits of no time are those for the phonebook's lock. The others end in a time-out only by plan, or when the
 // attempt may have gone from the registry.
-DWORD BusyRas::wait(HANDLE object, DWORD ms) {
+DWORD BusyRas::wait(HANDLE object, DWORD ms) const {
     if (ms == 0)
         return WaitForSingleObject(object, 0);
     if (current->timing == Timing::never || current->timing == Timing::aboutToGiveUp)
@@ -172,7 +176,7 @@ DWORD BusyRas::enumerateConnections(LPRASCONNA first, LPDWORD count) {
     const auto list = [&](const auto& connection) {
         auto& record = *reinterpret_cast<RASCONNA*>(next);
         record.hrasconn = connection.first;
-        strcpy(record.szEntryName, connection.second.entryName.c_str());
+        fill(record.szEntryName, connection.second.entryName);
         record.szPhonebook[0] = '\0';
         next += connSize;
         ++*count;
@@ -192,7 +196,7 @@ DWORD BusyRas::enumerateEntries(LPRASENTRYNAMEA first, LPDWORD count) {
     const std::set<std::string>& names = entries[current->peer];
     *count = names.empty() ? 0 : 1;
     if (!names.empty())
-        strcpy(first->szEntryName, names.begin()->c_str());
+        fill(first->szEntryName, *names.begin());
     return 0;
 }
 

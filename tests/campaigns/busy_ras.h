@@ -52,7 +52,7 @@ class BusyRas {
     static const std::string& peerOfThread() { return current->peer; }
 
     // Notifies attempts that nobody waits for any more.
-    void notifyTooLate(const std::vector<DWORD>& callbackIds, DWORD error);
+    void notifyTooLate(const std::vector<DWORD>& tooLate, DWORD error);
     // To be said before and after the registry of attempts is cleared.
     void clearing() { ++clearings; }
     // For an attempt that is about to be registered: whether it may have been cleared since.
@@ -78,7 +78,7 @@ class BusyRas {
     DWORD enumerateEntries(LPRASENTRYNAMEA first, LPDWORD count);
     DWORD rename(const std::string& oldName, const std::string& newName);
     DWORD remove(const std::string& name);
-    DWORD wait(HANDLE object, DWORD ms);
+    DWORD wait(HANDLE object, DWORD ms) const;
 
     HRASCONN connect(const std::string& entryName, DWORD callbackId);
     void notify(DWORD callbackId, HRASCONN conn, DWORD error);

@@ -132,7 +132,7 @@ DWORD LyingRas::dial(LPRASDIALPARAMSA params, LPVOID notifier, LPHRASCONN conn) 
     const DWORD code = lies.code({ERROR_DIAL_ALREADY_IN_PROGRESS, ERROR_PORT_NOT_AVAILABLE, ERROR_FROM_DEVICE,
                                   ERROR_AUTHENTICATION_FAILURE});
     lies.codes.insert(code);
-    const HRASCONN handle = lies.handle();
+    HRASCONN const handle = lies.handle();
     if (!lies.oneIn(4)) {
         *conn = handle;
         if (handle != nullptr)

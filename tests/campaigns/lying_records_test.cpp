@@ -34,9 +34,9 @@ class LyingRecords : public VarnelTest {
     const std::string& password() { return lies.password = lies.noise(lies.oneIn(9) ? 300 : 9); }
     void initialise();
     void dialUp3();
-    void checkDial(DWORD result);
-    void checkName(const std::string& name, const std::string& id);
-    void checkActive(const std::list<std::string>& names);
+    void checkDial(DWORD result) const;
+    void checkName(const std::string& name, const std::string& id) const;
+    void checkActive(const std::list<std::string>& names) const;
     void checkAfter();
 
     Lies& lies;
@@ -140,18 +140,18 @@ void LyingRecords::dialUp3() {
 }
 
 // Each dial ends as something said that it ended, and no connection is forgotten that could be found again.
-void LyingRecords::checkDial(DWORD result) {
+void LyingRecords::checkDial(DWORD result) const {
     static const std::set<DWORD> own = {0, ~DWORD{0}, 87, 617, 756};
     expect(own.contains(result) || lies.codes.contains(result), "a dial ends with " + std::to_string(result));
     expect(lies.unreadable || lies.dialled.size() <= (result == 0 ? 1 : 0),
            "a dialled connection is given up");
 }
 
-void LyingRecords::checkName(const std::string& name, const std::string& id) {
+void LyingRecords::checkName(const std::string& name, const std::string& id) const {
     expect(name.empty() || (lies.entries.contains(name) && serves(name, id)), "no such entry: " + name);
 }
 
-void LyingRecords::checkActive(const std::list<std::string>& names) {
+void LyingRecords::checkActive(const std::list<std::string>& names) const {
     for (const std::string& name : names)
         expect(std::ranges::any_of(
                    lies.entries,

@@ -109,7 +109,7 @@ const std::vector<Property<std::string>> ofNarrowTexts = {
      }},
     {"only a peer's id has a private path, and that lies in its folder",
      [](const std::string& text) {
-         const std::string seen = text.c_str();
+         const std::string seen = text.substr(0, text.find('\0'));
          const std::string path = privatePath(text);
          return isPeerId(seen) ? path == GetWorkingPath() + "\\" + seen + "\\pptp.pbk" : path.empty();
      }},

@@ -102,7 +102,7 @@ class Threads : public VarnelTest {
     Threads(const Campaign& campaign_, long firstId_);
     ~Threads() {
         tellers = nullptr;
-        for (const HANDLE handle : closed)
+        for (HANDLE handle : closed)
             CloseHandle(handle);
     }
 

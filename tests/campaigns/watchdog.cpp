@@ -64,9 +64,9 @@ void Watchdog::end(std::size_t number, const char* what) const {
 
 // A thread that is outside every call is one of a notifier.
 long __stdcall Watchdog::crashed(struct _EXCEPTION_POINTERS*) {
-    if (only == nullptr)
-        return EXCEPTION_CONTINUE_SEARCH;
-    if (own == nullptr)
+    if (only != nullptr && own != nullptr)
+        only->end(static_cast<std::size_t>(own - only->threads.data()), "crashed");
+    if (only != nullptr)
         only->end(0, "crashed, or a notifier beside it");
-    only->end(static_cast<std::size_t>(own - only->threads.data()), "crashed");
+    return EXCEPTION_CONTINUE_SEARCH;
 }
