@@ -4,3 +4,20 @@ function(add_campaign name)
   add_wine_test(${name} SOURCES ${arg_SOURCES} LIBRARIES varnel_kit)
   set_tests_properties(${name} PROPERTIES LABELS campaign)
 endfunction()
+
+add_campaign(lying_records_test
+  SOURCES
+    campaigns/lies.cpp
+    campaigns/lying_computer.cpp
+    campaigns/lying_ras.cpp
+    campaigns/lying_records_test.cpp
+    campaigns/watchdog.cpp)
+
+add_campaign(text_functions_test SOURCES campaigns/lies.cpp campaigns/text_functions_test.cpp)
+
+add_campaign(threads_test
+  SOURCES
+    campaigns/busy_ras.cpp
+    campaigns/lies.cpp
+    campaigns/threads_test.cpp
+    campaigns/watchdog.cpp)
