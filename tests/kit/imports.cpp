@@ -60,19 +60,42 @@ void Journal::clear() {
 }
 
 void Faults::plan(const std::optional<Fault>& fault) {
-    planned = fault;
-    calls = 0;
+    plan(fault ? std::vector<Fault>{*fault} : std::vector<Fault>{});
+}
+
+void Faults::plan(const std::vector<Fault>& faults) {
+    planned.clear();
+    for (const Fault& fault : faults)
+        planned.emplace_back().fault = fault;
+    tally.reset();
     hasStruck = false;
 }
 
-bool Faults::strikes(std::string_view function) {
-    if (!planned || (!planned->function.empty() && planned->function != function))
-        return false;
-    const long call = ++calls;
-    if (call != planned->nth && !(planned->lasting && call > planned->nth))
-        return false;
-    hasStruck = true;
-    return true;
+std::optional<DWORD> Faults::strikes(std::string_view function) {
+    if (tally) {
+        const std::scoped_lock locked(recordLock);
+        ++tally->try_emplace(std::string(function)).first->second;
+    }
+    std::optional<DWORD> code;
+    for (auto& [fault, calls] : planned) {
+        if (!fault.function.empty() && fault.function != function)
+            continue;
+        const long call = ++calls;
+        if (call == fault.nth || (fault.lasting && call > fault.nth))
+            code = fault.code;
+    }
+    if (code)
+        hasStruck = true;
+    return code;
+}
+
+void Faults::count() {
+    plan(std::nullopt);
+    tally.emplace();
+}
+
+Faults::Calls Faults::counted() {
+    return tally.value_or(Calls{});
 }
 
 void LogPrint::thunk(int level, const char* file, long line, const char* format, ...) {
@@ -94,7 +117,7 @@ const std::vector<Redirection>& redirections() {
 #undef VARNEL_REDIRECTION
             redirection<"LOG::prints">(
                 "Log.dll", "_ZN3LOG6printsEiPKclRKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE"),
-        logPrint()};
+        redirection<"operator new">("libstdc++-6.dll", "_Znwy"), logPrint()};
     return all;
 }
 
