@@ -1,5 +1,6 @@
 #include "scripted_ras.h"
 
+#include "complaints.h"
 #include "imports.h"
 
 #include <algorithm>
@@ -190,11 +191,15 @@ void ScriptedRas::notify(HRASCONN handle, const Notification& notification, DWOR
             return;
         connection->listed = notification.state == RASCS_Connected && notification.error == 0;
     }
-    const DWORD answer = reinterpret_cast<RASDIALFUNC2>(notifier)(
-        callbackId, 1, handle, WM_RASDIALEVENT, static_cast<RASCONNSTATE>(notification.state),
-        notification.error, notification.error2);
-    const std::scoped_lock locked(lock);
-    answers.push_back(answer);
+    try {
+        const DWORD answer = reinterpret_cast<RASDIALFUNC2>(notifier)(
+            callbackId, 1, handle, WM_RASDIALEVENT, static_cast<RASCONNSTATE>(notification.state),
+            notification.error, notification.error2);
+        const std::scoped_lock locked(lock);
+        answers.push_back(answer);
+    } catch (...) {
+        complain("an exception passed from the notifier into the service");
+    }
 }
 
 DWORD ScriptedRas::hangUp(HRASCONN conn) {
