@@ -41,9 +41,16 @@ void VirtualClock::in(DWORD ms, std::function<void()> action) {
         const std::scoped_lock locked(actionsLock);
         actions.emplace_back(std::move(action));
     } else if (ms == 0)
-        std::async(std::launch::async, action).get();
+        act(action);
     else
         agenda.emplace(elapsed + ms, std::move(action));
+}
+
+void VirtualClock::act(const std::function<void()>& action) const {
+    if (oneThread)
+        action();
+    else
+        std::async(std::launch::async, action).get();
 }
 
 void VirtualClock::joinActions() {
@@ -60,7 +67,7 @@ bool VirtualClock::actNext(unsigned long long limit) {
     elapsed = std::max(elapsed, next->first);
     const std::function<void()> action = std::move(next->second);
     agenda.erase(next);
-    std::async(std::launch::async, action).get();
+    act(action);
     return true;
 }
 
