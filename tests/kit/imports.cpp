@@ -68,29 +68,39 @@ void Faults::plan(const std::vector<Fault>& faults) {
     for (const Fault& fault : faults)
         planned.emplace_back().fault = fault;
     tally.reset();
-    hasStruck = false;
 }
 
 std::optional<DWORD> Faults::strikes(std::string_view function) {
     if (tally) {
         const std::scoped_lock locked(recordLock);
-        ++tally->try_emplace(std::string(function)).first->second;
+        const auto known = tally->find(function);
+        if (known != tally->end())
+            ++known->second;
+        else
+            tally->emplace(function, 1);
     }
     std::optional<DWORD> code;
-    for (auto& [fault, calls] : planned) {
+    for (auto& [fault, calls, hasStruck] : planned) {
         if (!fault.function.empty() && fault.function != function)
             continue;
         const long call = ++calls;
-        if (call == fault.nth || (fault.lasting && call > fault.nth))
+        if (call == fault.nth || (fault.lasting && call > fault.nth)) {
             code = fault.code;
+            hasStruck = true;
+        }
     }
-    if (code)
-        hasStruck = true;
     return code;
 }
 
+std::vector<Fault> Faults::thatStruck() {
+    std::vector<Fault> faults;
+    for (const auto& [fault, calls, hasStruck] : planned)
+        if (hasStruck)
+            faults.push_back(fault);
+    return faults;
+}
+
 void Faults::count() {
-    plan(std::nullopt);
     tally.emplace();
 }
 

@@ -127,8 +127,9 @@ class Faults {
     static void plan(const std::optional<Fault>& fault);
     // Several at once; each counts its own calls.
     static void plan(const std::vector<Fault>& faults);
-    // Whether a planned call has come.
-    static bool struck() { return hasStruck; }
+    // Whether a planned call has come; and which ones have.
+    static bool struck() { return !thatStruck().empty(); }
+    static std::vector<Fault> thatStruck();
     // The code with which this call of `function` is to fail, if it is.
     static std::optional<DWORD> strikes(std::string_view function);
 
@@ -140,9 +141,9 @@ class Faults {
     struct Planned {
         Fault fault;
         std::atomic<long> calls = 0;
+        std::atomic<bool> hasStruck = false;
     };
     static inline std::list<Planned> planned;
-    static inline std::atomic<bool> hasStruck;
     static inline std::optional<Calls> tally;
 };
 

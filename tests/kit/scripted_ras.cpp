@@ -49,7 +49,8 @@ ScriptedRas::Dial connectsWithoutHandle() {
     return {.notifications = {{300, RASCS_Connected}}, .givesHandle = false, .address = ""};
 }
 ScriptedRas::Dial fails(DWORD error, DWORD after) {
-    return {.notifications = {{after / 2, RASCS_Authenticate}, {after, RASCS_Authenticate, error}}};
+    return {.notifications = {{after / 2, RASCS_Authenticate}, {after, RASCS_Authenticate, error}},
+            .statusError = error};
 }
 ScriptedRas::Dial failsWithoutHandle(DWORD error) {
     return {.notifications = {{300, RASCS_OpenPort, error}}, .givesHandle = false};
