@@ -58,6 +58,9 @@ ScriptedRas::Dial failsWithoutHandle(DWORD error) {
 ScriptedRas::Dial refused(DWORD code) {
     return {.code = code, .givesHandle = false};
 }
+ScriptedRas::Dial refusedWithHandle(DWORD code) {
+    return {.code = code};
+}
 ScriptedRas::Dial neverEnds() {
     return {.notifications = {{300, RASCS_OpenPort}}};
 }
@@ -152,7 +155,7 @@ DWORD ScriptedRas::dial(LPCSTR phoneBook, LPRASDIALPARAMSA params, LPVOID notifi
             script = dials.front();
             dials.pop_front();
         }
-        if (script.code != 0)
+        if (script.code != 0 && !script.givesHandle)
             return script.code;
         if (findEntry(path(phoneBook), params->szEntryName) == nullptr)
             return ERROR_CANNOT_FIND_PHONEBOOK_ENTRY;
@@ -165,6 +168,8 @@ DWORD ScriptedRas::dial(LPCSTR phoneBook, LPRASDIALPARAMSA params, LPVOID notifi
     }
     if (script.givesHandle)
         *conn = handle;
+    if (script.code != 0)
+        return script.code;
     notifyAll(handle, script.notifications, static_cast<DWORD>(params->dwCallbackId), notifier);
     return 0;
 }
