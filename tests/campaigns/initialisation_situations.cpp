@@ -7,6 +7,8 @@ namespace {
 constexpr DWORD wholeBind = 21;    // attempts of one call, 50 ms apart for 1000 ms
 constexpr DWORD systemProcess = 4; // which holds the port for Windows' own server
 
+const std::string kestrinsPath = "SYSTEM\\CurrentControlSet\\Services\\Kestrin";
+
 // What a host asks of init.
 struct Ask {
     bool kestrin = false;
@@ -56,6 +58,28 @@ void expectDrivers(World& world, const Disturbance& disturbance, Breaches& breac
     }
 }
 
+bool isNumber(World& world, const std::string& key, const char* value, DWORD number) {
+    return world.computer.registry.keys.at(key)[value] == ScriptedRegistry::number(number);
+}
+
+// What an undisturbed init leaves in the registry and in the router.
+void expectSettings(World& world, const Ask& ask, Breaches& breaches) {
+    auto& keys = world.computer.registry.keys;
+    if (world.computer.win6) {
+        breaches.expect(scripted_router::router.ports.dwNumPptpPorts == 3, "the router has its ports");
+        return;
+    }
+    const std::string miniport = std::string(ScriptedComputer::adapterClass) + "\\0001";
+    breaches.expect(isNumber(world, miniport, "MaxWanEndpoints", 32) &&
+                        isNumber(world, miniport, "WanEndpoints", 10),
+                    "the miniport has its ports");
+    breaches.expect(std::string(keys.at(ScriptedComputer::winLogon)["KeepRasConnections"].data.c_str()) ==
+                        "1",
+                    "connections are kept over a log-off");
+    if (ask.kestrin && !world.computer.is64 && keys.contains(kestrinsPath))
+        breaches.expect(isNumber(world, kestrinsPath, "Start", 0), "the redirect driver starts at boot");
+}
+
 void expectStaleEntriesGone(World& world, const Ask& ask, Breaches& breaches) {
     if (ask.onlyClient || world.files.peerFolders.empty() || world.computer.win6)
         return;
@@ -80,6 +104,7 @@ Operation init(const Ask& ask, bool expected = true) {
                     if (disturbance.none()) {
                         breaches.expect(outcome.yes == expected, "init's own result");
                         expectStaleEntriesGone(world, ask, breaches);
+                        expectSettings(world, ask, breaches);
                     }
                     if (outcome.threw)
                         return;
@@ -99,7 +124,53 @@ Operation init(const Ask& ask, bool expected = true) {
                     expectReady(world, ask, {}, breaches);
                     expectDrivers(world, {}, breaches);
                     expectStaleEntriesGone(world, ask, breaches);
+                    expectSettings(world, ask, breaches);
                 }};
+}
+
+// Goes on after an exception, as a host does.
+template<class STEP>
+auto attempt(World& world, STEP step) -> decltype(step()) {
+    try {
+        return step();
+    } catch (const std::bad_alloc&) {
+        world.outcome.threw = true;
+        return {};
+    }
+}
+
+// From the host's start to its end.
+Operation wholeLife() {
+    return {
+        .name = "init, dialUp, getCurrentEntryNameById, dialDown, clean",
+        .act =
+            [start = init({.kestrin = true})](World& world) {
+                World::Outcome& outcome = world.outcome;
+                privates::pptpsrvDialDownCallback = world.host;
+                const bool ready = attempt(world, [&] { return start.act(world), outcome.yes; });
+                const bool connected = attempt(world, [&] { return world.dial({}) == 0; });
+                outcome.text = attempt(world, [&] { return VARNEL::getCurrentEntryNameById(world.peer); });
+                const bool hungUp = attempt(world, [&] { return VARNEL::dialDown(world.peer); });
+                attempt(world, [] { return VARNEL::clean(), true; });
+                outcome.yes = ready && connected && world.isPeers(outcome.text) && hungUp;
+            },
+        .promises =
+            [](World& world, const Disturbance& disturbance, Breaches& breaches) {
+                const World::Outcome& outcome = world.outcome;
+                breaches.expect(outcome.text.empty() || world.isPeers(outcome.text), "no entry is invented");
+                if (disturbance.none())
+                    breaches.expect(outcome.yes, "all of it works");
+                if (!outcome.threw &&
+                    !disturbance.hitsAny({"HeapAlloc", "RasEnumConnectionsA", "RasHangUpA"}))
+                    breaches.expect(world.openDials() == 0, "no connection is left in the end");
+                breaches.expect(!outcome.passwordLeft, "the password is wiped");
+                breaches.expect(privates::pptpsrvDialDownCallback == nullptr,
+                                "the host is told nothing more");
+            },
+        .works =
+            [](World& world, Breaches& breaches) {
+                breaches.expect(world.outcome.yes && world.openDials() == 0, "the next life works");
+            }};
 }
 
 Operation initThatHangsAllUp() {
@@ -114,7 +185,7 @@ void haveKestrin(World& world, const char* installed, bool service, bool enabled
     if (!service)
         return;
     world.computer.services["Kestrin"].enabled = enabled;
-    world.computer.registry.keys["SYSTEM\\CurrentControlSet\\Services\\Kestrin"] = {
+    world.computer.registry.keys[kestrinsPath] = {
         {"ImagePath", ScriptedRegistry::text("system32\\drivers\\other.sys")},
         {"Start", ScriptedRegistry::number(4)}};
 }
@@ -169,6 +240,12 @@ Situations plain() {
          [](World& world) { world.computer.services["RemoteAccess"].refusesToStop = 2; }},
         {initThatHangsAllUp(), "Windows XP, port held by the system", portHeld(systemProcess, wholeBind)},
         {init({}, false), "Windows XP, port held by a program", portHeld(1234, 2 * wholeBind)},
+        {init({}, false), "Windows 7, Chinese, port held by nobody known",
+         [](World& world) {
+             windows7(false, true)(world);
+             portHeld(0, 2 * wholeBind)(world);
+             world.computer.chinese = true;
+         }},
         {init({}), "Windows XP, few ports and no lasting connections",
          [](World& world) {
              world.computer.setMiniport("0001", "ms_pptpminiport", 1, 1);
@@ -199,6 +276,20 @@ Situations withDriver() {
              world.computer.services["Kestrin"].canBeEnabled = false;
          },
          kestrinsKey},
+        {init(ask), "Windows Server 2003, redirect driver cannot be enabled",
+         [](World& world) {
+             haveKestrin(world, ScriptedFiles::same, true, false);
+             world.computer.services["Kestrin"].canBeEnabled = false;
+             world.computer.winXP = false;
+         },
+         kestrinsKey},
+        {init({.ombrel = true}), "Windows XP, 64 bits, older filter driver disabled",
+         [](World& world) {
+             world.computer.is64 = true;
+             world.files.contents[world.computer.ombrelFile()] = ScriptedFiles::older;
+             world.computer.services["Ombrel"].enabled = false;
+         }},
+        {wholeLife(), "Windows XP", have(ScriptedFiles::older, true, true), kestrinsKey},
     };
 }
 

@@ -161,5 +161,6 @@ Situations networkSituations() {
                  ScriptedRegistry::text("0");
          }},
         {makePrivate(), "Windows 7, four networks", networks},
+        {settlePorts(false), "Windows XP, wanted counts there", [](World&) {}},
     };
 }

@@ -55,11 +55,14 @@ World::World() {
     });
 }
 
-World::~World() {
-    if (scripted_router::router.connections != 0)
+void World::settle() {
+    VarnelTest::settle();
+    if (std::exchange(scripted_router::router.connections, 0) != 0)
         complain("a connection to the router never closed");
     if (scripted_networks::script.objects != 0 || scripted_networks::script.texts != 0)
         complain("an object or a text of the network list never released");
+    scripted_networks::script.objects = 0;
+    scripted_networks::script.texts = 0;
 }
 
 void World::setWin6(bool win6) {
@@ -141,7 +144,9 @@ bool World::isEnabled(const std::string& service) const {
 void World::calm() {
     ras.dials.clear();
     ras.codes.clear();
-    std::erase_if(ras.connections, [](const auto& connection) { return connection.dialled; });
+    std::erase_if(ras.connections, [](const auto& connection) {
+        return connection.dialled || !connection.dial.notifications.empty();
+    });
     computer.portTakenFor = 0;
     computer.stopError = 0;
     computer.states = {SERVICE_STOPPED};

@@ -12,7 +12,6 @@
 class World : public VarnelTest {
   public:
     World();
-    ~World();
 
     using VarnelTest::book;
     using VarnelTest::clock;
@@ -22,11 +21,13 @@ class World : public VarnelTest {
     using VarnelTest::peer;
     using VarnelTest::publicBook;
     using VarnelTest::ras;
-    using VarnelTest::settle;
     using VarnelTest::told;
 
     ScriptedComputer computer{ScriptedComputer::Folders::None};
     ScriptedFiles files{computer, ras};
+
+    // The host's function, which clean forgets.
+    const privates::HostsFunction host = privates::pptpsrvDialDownCallback;
 
     // What the operation came to.
     struct Outcome {
@@ -51,6 +52,7 @@ class World : public VarnelTest {
 
     DWORD dial(const Wish& wish);
 
+    bool isPeers(const std::string& entryName) const;
     // The handles that the service gave the library and that are still connected.
     std::size_t openDials() const;
     // How many active connections carry an entry of the peer.
@@ -61,12 +63,12 @@ class World : public VarnelTest {
     bool everBound() const { return bound; }
     bool isEnabled(const std::string& service) const;
 
+    // As of any test; of the router and the network list too.
+    void settle();
     // Ends what the situation scripted, so that nothing stands in the way of the next call.
     void calm();
 
   private:
-    bool isPeers(const std::string& entryName) const;
-
     std::set<HRASCONN> strangers;
     bool bound = false;
 };
