@@ -8,6 +8,11 @@ namespace {
 
 constexpr DWORD address = 0x0A000001;
 
+// Without them a dial comes to the same.
+const std::set<std::string_view> dispensable = {
+    "OpenMutexA",         "RasGetEntryDialParamsA", "RasGetProjectionInfoA",
+    "RasGetErrorStringA", "RasDeleteEntryA",        "DeleteFileA"};
+
 bool isWritten(const ScriptedRas::Entry* entry, const World& world) {
     return entry != nullptr && entry->userName == world.peer && entry->passwordRemoved &&
            std::string(entry->properties.szLocalPhoneNumber) == "10.0.0.1" &&
@@ -47,7 +52,7 @@ Operation dialUp(const Wish& wish, DWORD expected = 0) {
                     const World::Outcome& outcome = world.outcome;
                     const bool connected = !outcome.threw && outcome.code == 0;
                     const bool hangUpFails = disturbance.hits("RasHangUpA");
-                    if (disturbance.none())
+                    if (disturbance.hitsOnly(dispensable))
                         breaches.expect(outcome.code == expected, "the dial's own result");
                     if (connected) {
                         breaches.expect(isConnectedOnce(world) || hangUpFails, "0: one connection is up");

@@ -14,7 +14,7 @@ namespace {
 constexpr std::size_t maxShown = 20;
 constexpr long maxCalls = 3'000; // of one function in one run
 constexpr int doubles = 150;     // runs with two failures at once, of each situation
-constexpr int soakDoubles = 1'500;
+constexpr int soakDoubles = 750;
 
 const std::set<std::string, std::less<>> throwing = {
     "operator new",   "CheckIdFormat", "GetFileVersion", "GetPrivateConfigPathName",
@@ -191,6 +191,11 @@ bool Disturbance::hits(std::string_view function) const {
 bool Disturbance::hits(std::string_view function, DWORD code) const {
     return std::any_of(faults.begin(), faults.end(),
                        [=](const Fault& fault) { return fault.function == function && fault.code == code; });
+}
+
+bool Disturbance::hitsOnly(const std::set<std::string_view>& functions) const {
+    return std::all_of(faults.begin(), faults.end(),
+                       [&functions](const Fault& fault) { return functions.contains(fault.function); });
 }
 
 bool Disturbance::hitsAny(std::initializer_list<std::string_view> functions) const {

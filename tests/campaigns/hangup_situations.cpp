@@ -129,13 +129,17 @@ Operation cleanUp() {
                 [](World& world, const Disturbance& disturbance, Breaches& breaches) {
                     breaches.expect(world.told().empty() && privates::pptpsrvDialDownCallback == nullptr,
                                     "the host is told nothing more");
-                    if (!disturbance.none())
+                    if (world.outcome.threw || disturbance.hitsAny({"FindFirstFileA", "FindNextFileA"}))
                         return;
-                    breaches.expect(world.peersConnections() == 0, "the peer is hung up");
-                    breaches.expect(world.peersEntry(world.publicBook) == nullptr &&
-                                        world.peersEntry("") == nullptr &&
-                                        !world.ras.phoneBooks.contains(world.book()),
-                                    "the peer's entries are removed");
+                    if (!disturbance.hits("RasHangUpA") && canListConnections(disturbance))
+                        breaches.expect(world.peersConnections() == 0, "the peer is hung up");
+                    if (!disturbance.hitsAny({"HeapAlloc", "RasEnumEntriesA", "RasDeleteEntryA"}))
+                        breaches.expect(world.peersEntry(world.publicBook) == nullptr &&
+                                            world.peersEntry("") == nullptr,
+                                        "the peer's entries are removed");
+                    if (!disturbance.hits("DeleteFileA"))
+                        breaches.expect(!world.ras.phoneBooks.contains(world.book()),
+                                        "the peer's phonebook is removed");
                 },
             .works =
                 [](World& world, Breaches& breaches) {

@@ -9,6 +9,42 @@ constexpr DWORD systemProcess = 4; // which holds the port for Windows' own serv
 
 const std::string kestrinsPath = "SYSTEM\\CurrentControlSet\\Services\\Kestrin";
 
+// Without them init comes to the same, though not always to the same settings and files.
+const std::set<std::string_view> dispensable = {"SHGetFolderPathA",
+                                                "LoadLibraryA",
+                                                "GetProcAddress",
+                                                "MprAdminIsServiceRunning",
+                                                "MprAdminServerConnect",
+                                                "MprAdminServerSetInfo",
+                                                "MprConfigServerConnect",
+                                                "MprConfigServerSetInfo",
+                                                "RegOpenKeyExA",
+                                                "RegQueryInfoKeyA",
+                                                "RegEnumKeyExA",
+                                                "RegQueryValueExA",
+                                                "RegSetValueExA",
+                                                "FindFirstFileA",
+                                                "FindNextFileA",
+                                                "HeapAlloc",
+                                                "OpenMutexA",
+                                                "WaitForSingleObject",
+                                                "RasEnumConnectionsA",
+                                                "RasEnumEntriesA",
+                                                "RasDeleteEntryA",
+                                                "RasHangUpA",
+                                                "RasGetConnectStatusA",
+                                                "DeleteFileA",
+                                                "FindResourceA",
+                                                "CreateFileA",
+                                                "WriteFile",
+                                                "MoveFileExA",
+                                                "ControlService",
+                                                "QueryServiceStatus",
+                                                "StopService",
+                                                "DisableService",
+                                                "GetPortOccupyProcessW",
+                                                "setsockopt"};
+
 // What a host asks of init.
 struct Ask {
     bool kestrin = false;
@@ -101,8 +137,12 @@ Operation init(const Ask& ask, bool expected = true) {
                 [=](World& world, const Disturbance& disturbance, Breaches& breaches) {
                     const World::Outcome& outcome = world.outcome;
                     expectDrivers(world, disturbance, breaches);
-                    if (disturbance.none()) {
+                    if (disturbance.hitsOnly(dispensable))
                         breaches.expect(outcome.yes == expected, "init's own result");
+                    if (!outcome.threw && !disturbance.hitsAny({"FindFirstFileA", "FindNextFileA"}))
+                        breaches.expect(ask.onlyClient || world.told() == world.validPeers(),
+                                        "the host is told of each known peer");
+                    if (disturbance.none()) {
                         expectStaleEntriesGone(world, ask, breaches);
                         expectSettings(world, ask, breaches);
                     }

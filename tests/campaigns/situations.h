@@ -5,7 +5,9 @@
 #include "sweep_world.h"
 
 #include <functional>
+#include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 // The failures that struck in one run.
@@ -18,6 +20,8 @@ class Disturbance {
     bool none() const { return faults.empty(); }
     bool hits(std::string_view function) const;
     bool hits(std::string_view function, DWORD code) const;
+    // Whether nothing else failed, if anything did.
+    bool hitsOnly(const std::set<std::string_view>& functions) const;
     bool hitsAny(std::initializer_list<std::string_view> functions) const;
 
   private:

@@ -136,6 +136,12 @@ const ScriptedRas::Entry* World::peersEntry(const std::string& phoneBook) const 
     return entry == found->second.end() ? nullptr : &*entry;
 }
 
+Lines World::validPeers() const {
+    Lines peers = files.peerFolders;
+    std::erase_if(peers, [](const std::string& name) { return name.ends_with('.'); });
+    return peers;
+}
+
 bool World::isEnabled(const std::string& service) const {
     const auto found = computer.services.find(service);
     return found != computer.services.end() && found->second.enabled;

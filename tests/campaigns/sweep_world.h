@@ -60,6 +60,8 @@ class World : public VarnelTest {
     bool strangersUntouched() const;
     bool strangersEntriesUntouched();
     const ScriptedRas::Entry* peersEntry(const std::string& phoneBook) const;
+    // The peers that have a folder.
+    Lines validPeers() const;
     bool everBound() const { return bound; }
     bool isEnabled(const std::string& service) const;
 
