@@ -5,13 +5,14 @@
 
 #include <cwchar>
 
-using namespace scripted_networks;
+using network_list::Net;
+using network_list::script;
 
 class Location : public VarnelTest {
   protected:
     Location() {
+        network_list::install();
         privates::isWin6Plus = true;
-        install();
     }
     ~Location() {
         CHECK(script.objects == 0);

@@ -5,6 +5,7 @@ add_library(varnel_kit STATIC
   kit/imports.cpp
   kit/ledger.cpp
   kit/scripted_computer.cpp
+  kit/scripted_networks.cpp
   kit/scripted_ras.cpp
   kit/scripted_registry.cpp
   kit/varnel_test.cpp

@@ -106,30 +106,30 @@ Operation keepConnections() {
 constexpr char wantedNetwork[] = "net";
 
 std::size_t publicNetworks() {
-    const auto& nets = scripted_networks::script.nets;
+    const auto& nets = network_list::script.nets;
     return static_cast<std::size_t>(std::count_if(nets.begin(), nets.end(), [](const auto& net) {
         return net.category == NLM_NETWORK_CATEGORY_PUBLIC;
     }));
 }
 
 Operation makePrivate() {
-    return {
-        .name = "setLocation",
-        .act = [](World& world) { world.outcome.yes = privates::setLocation(wantedNetwork); },
-        .promises =
-            [](World& world, const Disturbance& disturbance, Breaches& breaches) {
-                breaches.expect(scripted_networks::script.nets[1].category == NLM_NETWORK_CATEGORY_PUBLIC,
-                                "another network stays public");
-                if (disturbance.none())
-                    breaches.expect(world.outcome.yes && publicNetworks() == 1, "the networks are private");
-                breaches.expect(scripted_networks::script.nets[2].category == NLM_NETWORK_CATEGORY_PRIVATE,
-                                "a private network stays private");
-            },
-        .works =
-            [](World& world, Breaches& breaches) {
-                breaches.expect(world.outcome.yes && publicNetworks() == 1,
-                                "the next one makes them private");
-            }};
+    return {.name = "setLocation",
+            .act = [](World& world) { world.outcome.yes = privates::setLocation(wantedNetwork); },
+            .promises =
+                [](World& world, const Disturbance& disturbance, Breaches& breaches) {
+                    breaches.expect(network_list::script.nets[1].category == NLM_NETWORK_CATEGORY_PUBLIC,
+                                    "another network stays public");
+                    if (disturbance.none())
+                        breaches.expect(world.outcome.yes && publicNetworks() == 1,
+                                        "the networks are private");
+                    breaches.expect(network_list::script.nets[2].category == NLM_NETWORK_CATEGORY_PRIVATE,
+                                    "a private network stays private");
+                },
+            .works =
+                [](World& world, Breaches& breaches) {
+                    breaches.expect(world.outcome.yes && publicNetworks() == 1,
+                                    "the next one makes them private");
+                }};
 }
 
 std::function<void(World&)> fewPorts(bool win6, bool routerRuns) {
@@ -142,8 +142,7 @@ std::function<void(World&)> fewPorts(bool win6, bool routerRuns) {
 
 void networks(World& world) {
     world.setWin6(true);
-    scripted_networks::script.nets = {
-        {L"A Net"}, {L"other"}, {L"net", NLM_NETWORK_CATEGORY_PRIVATE}, {L"Net 2"}};
+    network_list::script.nets = {{L"A Net"}, {L"other"}, {L"net", NLM_NETWORK_CATEGORY_PRIVATE}, {L"Net 2"}};
 }
 
 } // namespace

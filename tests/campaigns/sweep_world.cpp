@@ -27,7 +27,7 @@ bool isStrangers(const std::string& entryName) {
 
 World::World() {
     clock.useOneThread();
-    scripted_networks::install();
+    network_list::install();
     scripted_router::router = {};
     privates::s1723 = INVALID_SOCKET;
     privates::getPathName();
@@ -59,10 +59,10 @@ void World::settle() {
     VarnelTest::settle();
     if (std::exchange(scripted_router::router.connections, 0) != 0)
         complain("a connection to the router never closed");
-    if (scripted_networks::script.objects != 0 || scripted_networks::script.texts != 0)
+    if (network_list::script.objects != 0 || network_list::script.texts != 0)
         complain("an object or a text of the network list never released");
-    scripted_networks::script.objects = 0;
-    scripted_networks::script.texts = 0;
+    network_list::script.objects = 0;
+    network_list::script.texts = 0;
 }
 
 void World::setWin6(bool win6) {
