@@ -4,8 +4,8 @@
 #include "campaign.h"
 #include "plausible_failures.h"
 #include "situations.h"
+#include "sweep_watchdog.h"
 #include "tests/kit/complaints.h"
-#include "watchdog.h"
 
 #include <algorithm>
 
@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::size_t maxShown = 20;
 constexpr long maxCalls = 3'000; // of one function in one run
-constexpr int doubles = 150;     // runs with two failures at once, of each situation
+constexpr int doubles = 120;     // runs with two failures at once, of each situation
 constexpr int soakDoubles = 750;
 
 const std::set<std::string, std::less<>> throwing = {
@@ -28,30 +28,6 @@ std::string textOf(const Situation& situation, const Disturbance& disturbance) {
                             static_cast<long>(fault.code));
     return text;
 }
-
-class Sweep {
-  public:
-    explicit Sweep(const Campaign& campaign_) : campaign(campaign_), random(campaign_.seed) {}
-
-    void run(const Situation& situation);
-    void report() const;
-    bool failed() const { return broken != 0; }
-
-  private:
-    // One run; whether a planned failure struck.
-    bool disturb(const Situation& situation, const Disturbance& planned);
-    void judge(World& world, const Situation& situation, const Disturbance& disturbance, Breaches& breaches);
-    void tryAgain(World& world, const Situation& situation, Breaches& breaches);
-    void sweepFunction(const Situation& situation, const std::string& function);
-    void sweepPairs(const Situation& situation);
-    void show(const std::string& run, const Breaches& breaches);
-
-    const Campaign& campaign;
-    std::mt19937 random;
-    Watchdog watchdog;
-    Faults::Calls reached; // in the present situation: the most calls of each function in one run
-    std::size_t situations = 0, runs = 0, failingCalls = 0, pairs = 0, broken = 0;
-};
 
 void act(World& world, const Situation& situation, const Disturbance& disturbance, Breaches& breaches) {
     try {
@@ -85,8 +61,7 @@ void expectTold(World& world, const Situation& situation, const Fault& fault, Br
                     "the log tells of it");
 }
 
-void Sweep::judge(World& world, const Situation& situation, const Disturbance& disturbance,
-                  Breaches& breaches) {
+void judge(World& world, const Situation& situation, const Disturbance& disturbance, Breaches& breaches) {
     situation.operation.promises(world, disturbance, breaches);
     if (disturbance.all().size() == 1 && !world.outcome.threw)
         expectTold(world, situation, disturbance.all().front(), breaches);
@@ -99,7 +74,7 @@ void Sweep::judge(World& world, const Situation& situation, const Disturbance& d
         breaches.expect(false, complaint);
 }
 
-void Sweep::tryAgain(World& world, const Situation& situation, Breaches& breaches) {
+void tryAgain(World& world, const Situation& situation, Breaches& breaches) {
     world.calm();
     act(world, situation, {}, breaches);
     situation.operation.works(world, breaches);
@@ -107,6 +82,28 @@ void Sweep::tryAgain(World& world, const Situation& situation, Breaches& breache
     for (const std::string& complaint : takeComplaints())
         breaches.expect(false, "of the next call: " + complaint);
 }
+
+class Sweep {
+  public:
+    explicit Sweep(const Campaign& campaign_) : campaign(campaign_), random(campaign_.seed) {}
+
+    void run(const Situation& situation);
+    void report() const;
+    bool failed() const { return broken != 0; }
+
+  private:
+    // One run; whether a planned failure struck.
+    bool disturb(const Situation& situation, const Disturbance& planned);
+    void sweepFunction(const Situation& situation, const std::string& function);
+    void sweepPairs(const Situation& situation);
+    void show(const std::string& run, const Breaches& breaches);
+
+    const Campaign& campaign;
+    std::mt19937 random;
+    SweepWatchdog watchdog;
+    Faults::Calls reached; // in the present situation: the most calls of each function in one run
+    std::size_t situations = 0, runs = 0, failingCalls = 0, pairs = 0, broken = 0;
+};
 
 bool Sweep::disturb(const Situation& situation, const Disturbance& planned) {
     const std::string name = textOf(situation, planned);

@@ -1,4 +1,4 @@
-#include "watchdog.h"
+#include "sweep_watchdog.h"
 
 #include <windows.h>
 
@@ -31,23 +31,23 @@ LONG WINAPI crashed(EXCEPTION_POINTERS* exception) {
 
 } // namespace
 
-Watchdog::Watchdog() : watcher([this] { watch(); }) {
+SweepWatchdog::SweepWatchdog() : watcher([this] { watch(); }) {
     SetUnhandledExceptionFilter(&crashed);
     std::set_terminate([] { giveUp("an exception passed where none may"); });
 }
 
-Watchdog::~Watchdog() {
+SweepWatchdog::~SweepWatchdog() {
     over = true;
     watcher.join();
 }
 
-void Watchdog::begins(const std::string& run) {
+void SweepWatchdog::begins(const std::string& run) {
     const std::scoped_lock locked(currentLock);
     std::snprintf(current, sizeof current, "%s", run.c_str());
     ++runs;
 }
 
-void Watchdog::watch() {
+void SweepWatchdog::watch() {
     long seen = -1;
     for (int glances = 0; !over; std::this_thread::sleep_for(glance)) {
         const long now = runs;

@@ -7,12 +7,12 @@
 #include <string>
 #include <thread>
 
-class Watchdog {
+class SweepWatchdog {
   public:
-    Watchdog();
-    ~Watchdog();
-    Watchdog(const Watchdog&) = delete;
-    Watchdog& operator=(const Watchdog&) = delete;
+    SweepWatchdog();
+    ~SweepWatchdog();
+    SweepWatchdog(const SweepWatchdog&) = delete;
+    SweepWatchdog& operator=(const SweepWatchdog&) = delete;
 
     // A run begins; the one before it is over.
     void begins(const std::string& run);
