@@ -109,9 +109,7 @@ void expectSettings(World& world, const Ask& ask, Breaches& breaches) {
     breaches.expect(isNumber(world, miniport, "MaxWanEndpoints", 32) &&
                         isNumber(world, miniport, "WanEndpoints", 10),
                     "the miniport has its ports");
-    breaches.expect(std::string(keys.at(ScriptedComputer::winLogon)["KeepRasConnections"].data.c_str()) ==
-                        "1",
-                    "connections are kept over a log-off");
+    breaches.expect(world.keepsConnections(), "connections are kept over a log-off");
     if (ask.kestrin && !world.computer.is64 && keys.contains(kestrinsPath))
         breaches.expect(isNumber(world, kestrinsPath, "Start", 0), "the redirect driver starts at boot");
 }

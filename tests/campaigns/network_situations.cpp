@@ -84,23 +84,19 @@ Operation settlePorts(bool router) {
                 }};
 }
 
-bool isKept(World& world) {
-    const auto& values = world.computer.registry.keys.at(ScriptedComputer::winLogon);
-    const auto found = values.find("KeepRasConnections");
-    return found != values.end() && std::string(found->second.data.c_str()) == "1";
-}
-
 Operation keepConnections() {
     return {.name = "addKeepRasConnections",
             .act = [](World&) { privates::addKeepRasConnections(); },
             .promises =
                 [](World& world, const Disturbance& disturbance, Breaches& breaches) {
-                    breaches.expect(isKept(world) || world.outcome.threw || !world.log(2).empty() ||
-                                        disturbance.hits("RegQueryValueExA"),
+                    breaches.expect(world.keepsConnections() || world.outcome.threw ||
+                                        !world.log(2).empty() || disturbance.hits("RegQueryValueExA"),
                                     "connections are kept, or the log tells why not");
                 },
-            .works = [](World& world,
-                        Breaches& breaches) { breaches.expect(isKept(world), "the next one keeps them"); }};
+            .works =
+                [](World& world, Breaches& breaches) {
+                    breaches.expect(world.keepsConnections(), "the next one keeps them");
+                }};
 }
 
 constexpr char wantedNetwork[] = "net";

@@ -2,8 +2,6 @@
 
 #include "tests/kit/imports.h"
 
-#include <cstring>
-
 namespace {
 
 constexpr std::size_t smallestImage = 1'000; // bytes
@@ -78,9 +76,8 @@ WINBOOL ScriptedFiles::findNext(HANDLE search, LPWIN32_FIND_DATAA found) {
     }
     *found = {};
     found->dwFileAttributes = FILE_ATTRIBUTE_DIRECTORY;
-    std::strcpy(found->cFileName, position == 0   ? "."
-                                  : position == 1 ? ".."
-                                                  : peerFolders[position - 2].c_str());
+    const std::string name = position == 0 ? "." : position == 1 ? ".." : peerFolders[position - 2];
+    name.copy(found->cFileName, sizeof found->cFileName - 1);
     return TRUE;
 }
 

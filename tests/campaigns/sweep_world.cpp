@@ -142,6 +142,12 @@ Lines World::validPeers() const {
     return peers;
 }
 
+bool World::keepsConnections() const {
+    const ScriptedRegistry::Key& values = computer.registry.keys.at(ScriptedComputer::winLogon);
+    const auto found = values.find("KeepRasConnections");
+    return found != values.end() && found->second.data.starts_with(std::string("1", sizeof "1"));
+}
+
 bool World::isEnabled(const std::string& service) const {
     const auto found = computer.services.find(service);
     return found != computer.services.end() && found->second.enabled;

@@ -62,6 +62,8 @@ class World : public VarnelTest {
     const ScriptedRas::Entry* peersEntry(const std::string& phoneBook) const;
     // The peers that have a folder.
     Lines validPeers() const;
+    // Whether the host's connections are to outlive a log-off.
+    bool keepsConnections() const;
     bool everBound() const { return bound; }
     bool isEnabled(const std::string& service) const;
 
