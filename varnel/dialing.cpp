@@ -160,7 +160,7 @@ DWORD VARNEL::DIALING::redial() {
                     ") return ERROR_DIAL_ALREADY_IN_PROGRESS or DailFakeSuccess");
     const bool hungUp = dialDown(id);
     // A first connection that could not be confirmed may not be among those that a hang-up by id looks at.
-    if (const HRASCONN unconfirmed = std::exchange(conn, nullptr); unconfirmed != nullptr && !hungUp)
+    if (HRASCONN unconfirmed = std::exchange(conn, nullptr); unconfirmed != nullptr && !hungUp)
         dialDown(unconfirmed, "");
     if (!moveEntryToFreshName())
         return ERROR_DIAL_ALREADY_IN_PROGRESS;
