@@ -22,3 +22,19 @@ add_compile_options(
   "$<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor;-Woverloaded-virtual>")
 
 include_directories("${CMAKE_CURRENT_LIST_DIR}/..")
+
+# Whatever address the system chooses, and no data that runs; the linker's defaults, made sure of.
+add_link_options(-Wl,--dynamicbase,--high-entropy-va,--nxcompat)
+
+option(VARNEL_CHECKED "Trap overruns of the stack, misuse of the C++ library and undefined behaviour" OFF)
+if(VARNEL_CHECKED)
+  # Enumerations are let be: the system's arrive from outside with values that nobody listed, and GCC takes them as numbers.
+  add_compile_options(
+    "$<$<COMPILE_LANGUAGE:CXX>:-fstack-protector-strong>"
+    "$<$<COMPILE_LANGUAGE:CXX>:-fsanitize=undefined;-fno-sanitize=enum;-fsanitize-undefined-trap-on-error>")
+  add_compile_definitions(_FORTIFY_SOURCE=2 _GLIBCXX_ASSERTIONS VARNEL_CHECKED)
+  # The guard's own library is linked in, so that no further DLL is needed.
+  link_libraries(-Wl,-Bstatic,-lssp,-Bdynamic)
+endif()
+
+option(VARNEL_COVERAGE "Count the branches taken in the library" OFF)

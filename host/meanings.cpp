@@ -27,7 +27,8 @@ constexpr const char* compareSettings =
 
 constexpr Meaning meanings[] = {
     {ERROR_INVALID_PARAMETER, "no phonebook entry could be prepared",
-     "the working folder must be writable; the log says more (--log-level 3 --log-file FILE)"},
+     "the phonebook's folder must be there and be writable; the log says more (--log-level 3 --log-file "
+     "FILE)"},
     {602, "the port is already open", waitAndRetry},
     {608, "the VPN device does not exist", "install the device \"WAN Miniport (PPTP)\" again"},
     {609, "the VPN device's type does not exist", "install the device \"WAN Miniport (PPTP)\" again"},

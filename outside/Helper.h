@@ -1,7 +1,7 @@
 // The product's small system functions, Helper.dll. The names are exported unmangled.
 //
-// Strings are narrow, in the ANSI code page, unless a function says otherwise. All functions may be called from
-// several threads at once.
+// Strings are narrow, in the ANSI code page, unless a function says otherwise. All functions may be called
+// from several threads at once.
 #pragma once
 
 #include <set>
@@ -21,20 +21,21 @@ HELPER_API bool IsFileExist(const char* path);
 // The product's working folder, which holds one sub-folder for each known peer.
 HELPER_API std::string GetWorkingPath();
 
-// The full path of `fileName` in the private folder of peer `id`; empty when `id` is no peer id, so that no path can
-// lead out of the working folder. Creates nothing.
+// The full path of `fileName` in the private folder of peer `id`; empty when `id` is no peer id, so that no
+// path can lead out of the working folder. Creates nothing.
 HELPER_API std::string GetPrivateConfigPathName(const char* id, const char* fileName);
 
 // Whether `text` is a peer id, or an entry name made from one. `ids`, `a`, `b` and `c` may be null.
-// When `ids` is given, the peer id must also be one of them. On success `a` receives the peer id in lower case,
-// `b` the number behind " #" (empty without one) and `c` the whole text in lower case.
+// When `ids` is given, the peer id must also be one of them. On success `a` receives the peer id in lower
+// case, `b` the number behind " #" (empty without one) and `c` the whole text in lower case.
 HELPER_API bool CheckIdFormat(const std::set<std::string>* ids, const std::string& text, std::string* a,
                               std::string* b, std::string* c);
 
 // The dotted text of an IPv4 address in host byte order: 0x7F000001 gives "127.0.0.1".
 HELPER_API std::string ip2string(unsigned long ip);
 
-// Lower case in place: letters A to Z of a narrow text; all letters of a wide text, whatever the user's language.
+// Lower case in place: letters A to Z of a narrow text; all letters of a wide text, whatever the user's
+// language.
 HELPER_API void Convert2LowCase(std::string& s);
 HELPER_API void Convert2LowCaseW(std::wstring& s);
 
@@ -47,8 +48,8 @@ HELPER_API std::string int2stru(unsigned long v);
 HELPER_API std::string uin2string(unsigned int v);
 HELPER_API std::string int2strd(long v);
 
-// The file version of the image at `path` as one number, 16 bits for each of its four fields, the first uppermost;
-// 0 for a missing file or one without a version.
+// The file version of the image at `path` as one number, 16 bits for each of its four fields, the first
+// uppermost; 0 for a missing file or one without a version.
 HELPER_API unsigned long long GetFileVersion(const std::string& path);
 
 // What follows the last backslash of `path`; all of it when there is none.

@@ -1,6 +1,7 @@
 // The product's functions for services and ports, Helper2.dll. The names are exported unmangled.
 //
-// All functions may be called from several threads at once. A failure leaves its code in the thread's last error.
+// All functions may be called from several threads at once. A failure leaves its code in the thread's last
+// error.
 #pragma once
 
 #include <string>
@@ -18,9 +19,9 @@ extern "C" {
 HELPER2_API bool IsServiceEnabled(const char* name, bool* exists);
 
 // Takes the service `name` out of the disabled state and starts it; true once it runs or was running.
-// `mode` is the start type that a disabled service gets: 0 lets the kind of service decide (a driver starts on
-// demand, a program with Windows), 2 asks for the earliest start that the kind knows (a driver with the kernel,
-// a program with Windows). A service that is not disabled keeps its start type. Waits at most 30 s.
+// `mode` is the start type that a disabled service gets: 0 lets the kind of service decide (a driver starts
+// on demand, a program with Windows), 2 asks for the earliest start that the kind knows (a driver with the
+// kernel, a program with Windows). A service that is not disabled keeps its start type. Waits at most 30 s.
 HELPER2_API bool EnableService(const char* name, unsigned long mode);
 
 // Disables the service `name`; a running one goes on until it is stopped.
@@ -29,9 +30,9 @@ HELPER2_API bool DisableService(const char* name);
 // Stops the service `name` and what depends on it; true once it is stopped or was. Waits at most 30 s.
 HELPER2_API bool StopService(const char* name);
 
-// The id of the process that holds local TCP `port` on any IPv4 address, a listener before any other; 0 when none is
-// found. `processName` receives the image name of that process ("System" for the system's own) and is empty when it
-// cannot be read.
+// The id of the process that holds local TCP `port` on any IPv4 address, a listener before any other; 0 when
+// none is found. `processName` receives the image name of that process ("System" for the system's own) and is
+// empty when it cannot be read.
 HELPER2_API unsigned long GetPortOccupyProcessW(unsigned short port, std::wstring& processName);
 
 } // extern "C"

@@ -9,9 +9,9 @@
 #define LOG_API __declspec(dllimport)
 #endif
 
-// Writes the records of all modules of a process into one file. Levels: 1 major actions, 2 failures, 3 details.
-// Every function may be called from several threads at once, keeps the thread's last error as it was, never throws,
-// and loses a record that cannot be written without telling the caller.
+// Writes the records of all modules of a process into one file. Levels: 1 major actions, 2 failures, 3
+// details. Every function may be called from several threads at once, keeps the thread's last error as it
+// was, never throws, and loses a record that cannot be written without telling the caller.
 class LOG_API LOG {
   public:
     LOG() = delete;

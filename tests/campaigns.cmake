@@ -17,3 +17,20 @@ add_campaign(failure_sweep_test
     campaigns/initialisation_situations.cpp
     campaigns/driver_situations.cpp
     campaigns/network_situations.cpp)
+
+add_campaign(lying_records_test
+  SOURCES
+    campaigns/lies.cpp
+    campaigns/lying_computer.cpp
+    campaigns/lying_ras.cpp
+    campaigns/lying_records_test.cpp
+    campaigns/watchdog.cpp)
+
+add_campaign(text_functions_test SOURCES campaigns/lies.cpp campaigns/text_functions_test.cpp)
+
+add_campaign(threads_test
+  SOURCES
+    campaigns/busy_ras.cpp
+    campaigns/lies.cpp
+    campaigns/threads_test.cpp
+    campaigns/watchdog.cpp)

@@ -1,12 +1,16 @@
 // Preparing the computer through the shipped program, in a prefix with services, adapters and router.
 //
-// Cases with the tag [5.2] or [6.1] need a prefix of that Windows version, the others do with either.
+// Cases with the tag [before Vista] or [since Vista] need a prefix of such a Windows, the others do with any;
+// and in any language, since the messages are asked for in the system's.
+#include "computer_kit.h"
 #include "end_to_end_kit.h"
 
 #include <winsock2.h>
 
 #include <catch2/catch.hpp>
 #include <fmt/format.h>
+
+#include <fstream>
 
 #include <shlobj.h>
 #include <shlwapi.h>
@@ -37,11 +41,8 @@ std::string peers(std::initializer_list<const char*> ids) {
     return text;
 }
 
-size_t count(const std::string& text, const std::string& part) {
-    size_t found = 0;
-    for (size_t at = text.find(part); at != text.npos; at = text.find(part, at + part.size()))
-        ++found;
-    return found;
+bool isChinese() {
+    return PRIMARYLANGID(GetSystemDefaultUILanguage()) == LANG_CHINESE;
 }
 
 void setMiniport(DWORD ports, DWORD atMost) {
@@ -63,109 +64,6 @@ std::string keepConnections() {
         RegQueryValueExA(key, "KeepRasConnections", nullptr, nullptr, reinterpret_cast<BYTE*>(data), &size);
     RegCloseKey(key);
     return error == ERROR_SUCCESS ? std::string(data, size) : std::string();
-}
-
-struct ServiceCloser {
-    void operator()(SC_HANDLE handle) const { CloseServiceHandle(handle); }
-};
-using ServiceHandle = std::unique_ptr<std::remove_pointer_t<SC_HANDLE>, ServiceCloser>;
-
-// An installed service. Changed by a test, it is as it was at the end.
-class Service {
-  public:
-    explicit Service(const char* serviceName)
-        : name(serviceName), manager(OpenSCManagerA(nullptr, nullptr, SC_MANAGER_ALL_ACCESS)),
-          service(OpenServiceA(manager.get(), name, SERVICE_ALL_ACCESS)) {
-        if (!service)
-            throw std::runtime_error(fmt::format("the prefix has no service {}", name));
-        alignas(QUERY_SERVICE_CONFIGA) char buffer[1024];
-        DWORD needed = 0;
-        auto* config = reinterpret_cast<QUERY_SERVICE_CONFIGA*>(buffer);
-        if (!QueryServiceConfigA(service.get(), config, sizeof buffer, &needed))
-            throw std::runtime_error("the service's settings cannot be read");
-        startType = config->dwStartType;
-        path = config->lpBinaryPathName;
-    }
-    ~Service() {
-        if (!service)
-            service.reset(CreateServiceA(manager.get(), name, name, SERVICE_ALL_ACCESS,
-                                         SERVICE_WIN32_OWN_PROCESS, startType, SERVICE_ERROR_NORMAL,
-                                         path.c_str(), nullptr, nullptr, nullptr, nullptr, nullptr));
-        else if (changed)
-            change(startType, path.c_str());
-    }
-    Service(const Service&) = delete;
-    Service& operator=(const Service&) = delete;
-
-    void change(DWORD newStartType, const char* newPath = nullptr) {
-        changed = true;
-        ChangeServiceConfigA(service.get(), SERVICE_NO_CHANGE, newStartType, SERVICE_NO_CHANGE, newPath,
-                             nullptr, nullptr, nullptr, nullptr, nullptr, nullptr);
-    }
-    void remove() {
-        REQUIRE(DeleteService(service.get()));
-        service.reset();
-    }
-    void start() { REQUIRE(StartServiceA(service.get(), 0, nullptr)); }
-    void stop() {
-        SERVICE_STATUS status = {};
-        ControlService(service.get(), SERVICE_CONTROL_STOP, &status);
-    }
-    DWORD state() const {
-        SERVICE_STATUS status = {};
-        QueryServiceStatus(service.get(), &status);
-        return status.dwCurrentState;
-    }
-
-    DWORD startType;
-    std::string path;
-
-  private:
-    const char* name;
-    ServiceHandle manager;
-    ServiceHandle service;
-    bool changed = false;
-};
-
-// This program listens on TCP port 1723 of 127.0.0.1.
-class Listener {
-  public:
-    Listener() {
-        WSADATA data = {};
-        REQUIRE(WSAStartup(MAKEWORD(2, 2), &data) == 0);
-        socket = ::socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
-        sockaddr_in address = {};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        address.sin_port = htons(1723);
-        REQUIRE(bind(socket, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0);
-        REQUIRE(listen(socket, 1) == 0);
-        // Wine finds the owner of a socket only after the process has tried to transfer something.
-        u_long nonBlocking = 1;
-        ioctlsocket(socket, static_cast<long>(FIONBIO), &nonBlocking);
-        send(socket, "x", 1, 0);
-    }
-    ~Listener() {
-        closesocket(socket);
-        WSACleanup();
-    }
-    Listener(const Listener&) = delete;
-    Listener& operator=(const Listener&) = delete;
-
-  private:
-    SOCKET socket = INVALID_SOCKET;
-};
-
-fs::path systemFolder() {
-    wchar_t folder[MAX_PATH] = L"";
-    GetSystemDirectoryW(folder, MAX_PATH);
-    return folder;
-}
-
-fs::path phonebookOfAllUsers() {
-    wchar_t folder[MAX_PATH] = L"";
-    SHGetFolderPathW(nullptr, CSIDL_COMMON_APPDATA, nullptr, SHGFP_TYPE_CURRENT, folder);
-    return fs::path(folder) / "Microsoft/Network/Connections/Pbk/rasphone.pbk";
 }
 
 void dial(const World& world, const std::string& arguments) {
@@ -202,7 +100,7 @@ DWORD initWithoutRights() {
 
 } // namespace
 
-TEST_CASE("init prepares a Windows before Vista, and a second one changes nothing", "[5.2]") {
+TEST_CASE("init prepares a Windows before Vista, and a second one changes nothing", "[before Vista]") {
     setMiniport(2, 16);
     SHDeleteValueA(HKEY_LOCAL_MACHINE, winLogon, "KeepRasConnections");
     const fs::path driver = systemFolder() / "Drivers" / "Ombrel.SYS";
@@ -231,7 +129,27 @@ TEST_CASE("init prepares a Windows before Vista, and a second one changes nothin
     CHECK(count(world.log(), "x64 doesn't need to install kestrin") == 2);
 }
 
-TEST_CASE("init hangs up and removes what an earlier run left, and nothing of others", "[5.2]") {
+TEST_CASE("init replaces an older driver file and leaves a newer one", "[before Vista]") {
+    const fs::path driver = systemFolder() / "Drivers" / "Ombrel.SYS";
+    const std::string status = "driver Ombrel.SYS: version ";
+    const World world("");
+    uninstallDriver("Ombrel", driver);
+    writeDriver(driver, 4);
+    REQUIRE_THAT(world.run("status").output, Contains(status + "4.0.0.4"));
+    CHECK_THAT(world.run("init --ombrel").output, Matches(prepared));
+    CHECK_THAT(world.run("status").output, Contains(status + "4.0.0.5"));
+    CHECK(Service("Ombrel").state() == SERVICE_RUNNING);
+
+    uninstallDriver("Ombrel", driver);
+    writeDriver(driver, 6);
+    CHECK_THAT(world.run("init --ombrel").output, Matches(prepared));
+    CHECK_THAT(world.run("status").output, Contains(status + "4.0.0.6"));
+    CHECK_FALSE(fs::exists(driver.string() + ".tmp"));
+    CHECK(Service("Ombrel").state() == SERVICE_RUNNING);
+    uninstallDriver("Ombrel", driver);
+}
+
+TEST_CASE("init hangs up and removes what an earlier run left, and nothing of others", "[before Vista]") {
     const World world(peers({"harbor", "north", "visitor"}));
     dial(world, "harbor 10.0.0.1");
     dial(world, "north 10.0.0.2 --public");
@@ -269,7 +187,7 @@ TEST_CASE("clean ends what its session has dialled, unless the host only dials o
     CHECK_THAT(kept.output, Contains("clean: done\n> entry harbor\nharbor: entry \"harbor #0\""));
 }
 
-TEST_CASE("since Vista entries and phonebooks stay, and the router gets its ports", "[6.1]") {
+TEST_CASE("since Vista entries and phonebooks stay, and the router gets its ports", "[since Vista]") {
     const World world(peers({"harbor"}));
     const auto router = world.write("router.ini", "");
     SetEnvironmentVariableW(L"STANDIN_ROUTER_FOLDER", world.folder.c_str());
@@ -299,9 +217,11 @@ TEST_CASE("a program that holds TCP port 1723 is named") {
         CHECK(GetTickCount() - start < 15'000); // two binds of 1 s each, and room for a busy machine
         CHECK(taken.exitCode == 1);
         CHECK_THAT(taken.output, Matches(R"(init: the computer is not prepared, [2-9]\.\d s\n)"));
-        CHECK_THAT(taken.messages, Contains("Can't bind TCP port 1723.\n") &&
-                                       Contains("Please check process id " + self + " to see if") &&
-                                       !Contains("\r"));
+        CHECK_THAT(taken.messages,
+                   Contains(isChinese() ? "无法绑定TCP端口 1723。\n" : "Can't bind TCP port 1723.\n") &&
+                       Contains(isChinese() ? "请察看进程ID " + self + " 并检查是否"
+                                            : "Please check process id " + self + " to see if") &&
+                       !Contains("\r"));
         CHECK_THAT(world.run("status").output, Contains("TCP port 1723: held by process " + self + "\n"));
         CHECK(world.run("init --only-client").exitCode == 0);
     }
@@ -323,7 +243,8 @@ TEST_CASE("init enables the services that dialling needs, and tells of one that 
     tapiSrv.change(SERVICE_DISABLED, "C:\\nowhere\\none.exe");
     const Outcome outcome = world.run("init");
     CHECK(outcome.exitCode == 1);
-    CHECK_THAT(outcome.messages, Contains("Canot enable 'TapiSrv' service.\n"));
+    CHECK_THAT(outcome.messages,
+               Contains(isChinese() ? "无法启动TapiSrv系统服务。\n" : "Canot enable 'TapiSrv' service.\n"));
 
     tapiSrv.remove();
     const Outcome without = world.run("init");

@@ -90,13 +90,16 @@ HostRun::HostRun(Handle runningProcess, fs::path outputFile, fs::path messagesFi
     : process(std::move(runningProcess)), output(std::move(outputFile)), messages(std::move(messagesFile)) {}
 
 Outcome HostRun::finish() {
-    if (WaitForSingleObject(process.get(), longestRun) != WAIT_OBJECT_0) {
-        TerminateProcess(process.get(), static_cast<UINT>(-1));
-        WaitForSingleObject(process.get(), longestRun);
-    }
+    if (WaitForSingleObject(process.get(), longestRun) != WAIT_OBJECT_0)
+        kill();
     DWORD exitCode = 0;
     GetExitCodeProcess(process.get(), &exitCode);
     return {static_cast<int>(exitCode), textOf(output), textOf(messages)};
+}
+
+void HostRun::kill() {
+    TerminateProcess(process.get(), static_cast<UINT>(-1));
+    WaitForSingleObject(process.get(), longestRun);
 }
 
 World::World(const std::string& peers) : folder(freshFolder()) {

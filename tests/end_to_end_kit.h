@@ -30,6 +30,8 @@ class HostRun {
 
     // Waits for its end. One that does not end in a minute is ended and has the exit code -1.
     Outcome finish();
+    // Ends it from outside, at once.
+    void kill();
 
   private:
     Handle process;

@@ -191,7 +191,7 @@ BOOL WINAPI enumerateDependents(SC_HANDLE service, DWORD, ENUM_SERVICE_STATUSA* 
 // What the service control manager and the clock are made to tell.
 SERVICE_STATUS pretended;
 DWORD now;
-DWORD* countedSleeps;
+DWORD countedSleeps;
 
 std::vector<MIB_TCPROW_OWNER_PID> connections;
 
@@ -331,8 +331,7 @@ TEST_CASE("Waiting for a service ends after 30 s, at the pace that it asks for")
     pretended.dwWaitHint = hint;
     now = 0xFFFFFFFF - 10'000; // the count starts again while it waits
     const DWORD begin = now;
-    DWORD sleeps = 0;
-    countedSleeps = &sleeps;
+    countedSleeps = 0;
     ImportTable imports(helper2());
     REQUIRE(imports.replace("QueryServiceStatus", pointer(+[](SC_HANDLE, SERVICE_STATUS* status) -> BOOL {
                                 *status = pretended;
@@ -341,13 +340,13 @@ TEST_CASE("Waiting for a service ends after 30 s, at the pace that it asks for")
     REQUIRE(imports.replace("GetTickCount", pointer(+[] { return now; })));
     REQUIRE(imports.replace("Sleep", pointer(+[](DWORD time) {
                                 now += time;
-                                ++*countedSleeps;
+                                ++countedSleeps;
                             })));
     SetLastError(0);
     CHECK_FALSE((act ? EnableService("TavikTest", 0) : StopService("TavikTest")));
     CHECK(GetLastError() == ERROR_SERVICE_REQUEST_TIMEOUT);
     CHECK(now - begin == 30'000);
-    CHECK(sleeps == 30'000 / std::clamp(hint / 10, DWORD{50}, DWORD{1'000}));
+    CHECK(countedSleeps == 30'000 / std::clamp(hint / 10, DWORD{50}, DWORD{1'000}));
 }
 
 TEST_CASE("The process that listens on a port is found, with its name") {

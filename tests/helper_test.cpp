@@ -234,10 +234,10 @@ TEST_CASE("What is no valid text is replaced, and nothing beside it is lost") {
     };
     for (const auto& [text, expected] : toWide)
         CHECK(utf82unicode(text) == expected);
-    const wchar_t high = 0xD83D, low = 0xDE00;
-    CHECK(unicode2utf8(L"a"s + high + L"b") == "a\xEF\xBF\xBD"s + "b");
-    CHECK(unicode2utf8(L""s + low + high) == "\xEF\xBF\xBD\xEF\xBF\xBD");
-    CHECK(unicode2utf8(L""s + high) == "\xEF\xBF\xBD");
+    const std::wstring high = L"\xD83D", low = L"\xDE00";
+    CHECK(unicode2utf8(L"a" + high + L"b") == "a\xEF\xBF\xBD"s + "b");
+    CHECK(unicode2utf8(low + high) == "\xEF\xBF\xBD\xEF\xBF\xBD");
+    CHECK(unicode2utf8(high) == "\xEF\xBF\xBD");
     CHECK(unicode2utf8(L"").empty());
 }
 

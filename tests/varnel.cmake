@@ -34,4 +34,8 @@ add_wine_test(varnel_test
     port_guard_test.cpp
   LIBRARIES varnel_kit)
 
+add_wine_test(real_system_test PREFIX_CHANGING
+  SOURCES real_system_test.cpp
+  LIBRARIES varnel_kit advapi32 shlwapi)
+
 add_wine_test(cost_test SOURCES cost_test.cpp kit/import_table.cpp LIBRARIES varnel log)

@@ -39,6 +39,15 @@ std::string errorText(DWORD error) {
     return textOfField(text);
 }
 
+// What is stored with the entry; nothing of the record is sure to be as it was, nor to have an end.
+void takeStoredParams(const std::string& phoneBook, RASDIALPARAMSA& params) {
+    BOOL passwordStored = FALSE;
+    RasGetEntryDialParamsA(phoneBookArgument(phoneBook), &params, &passwordStored);
+    endField(params.szPhoneNumber);
+    endField(params.szCallbackNumber);
+    endField(params.szDomain);
+}
+
 struct STATUS {
     DWORD queryError; // of the query itself
     DWORD linkError;  // of the connection, when the query worked
@@ -95,8 +104,9 @@ VARNEL::DIALING::DIALING(const std::string& id_, const std::string& password, co
     : id(id_), phoneBook(phoneBook_), entryName(entryName_) {
     params.dwSize = rasDialParamsSize;
     copyToField(params.szEntryName, entryName);
-    BOOL passwordStored = FALSE;
-    RasGetEntryDialParamsA(phoneBookArgument(phoneBook), &params, &passwordStored);
+    takeStoredParams(phoneBook, params);
+    params.dwSize = rasDialParamsSize;
+    copyToField(params.szEntryName, entryName);
     copyToField(params.szUserName, id);
     copyToField(params.szPassword, password);
 }

@@ -15,10 +15,15 @@ void copyToField(char (&field)[SIZE], const std::string& text) {
     field[length] = '\0';
 }
 
-// The text of a field that the system filled; its last character is made the end in case the system left
-// none.
+// Makes the last character of a field that the system filled its end, in case the system left none.
+template<std::size_t SIZE>
+void endField(char (&field)[SIZE]) {
+    field[SIZE - 1] = '\0';
+}
+
+// The text of a field that the system filled.
 template<std::size_t SIZE>
 std::string textOfField(char (&field)[SIZE]) {
-    field[SIZE - 1] = '\0';
+    endField(field);
     return field;
 }

@@ -12,7 +12,10 @@ namespace {
 constexpr char privatePhoneBookName[] = "pptp.pbk";
 constexpr char publicPhoneBookTail[] = "Microsoft\\Network\\Connections\\Pbk\\rasphone.pbk";
 
+// None for an id with a zero inside, which would be taken for the peer whose id ends there.
 std::string privatePhoneBook(const std::string& id) {
+    if (id.find('\0') != std::string::npos)
+        return {};
     return GetPrivateConfigPathName(id.c_str(), privatePhoneBookName);
 }
 

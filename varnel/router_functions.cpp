@@ -1,5 +1,6 @@
 #include "router_functions.h"
 
+#include "fields.h"
 #include "log_line.h"
 #include "outside/Helper.h"
 #include "owners.h"
@@ -50,7 +51,7 @@ bool load() {
         LOG_LINE(2, "GetSystemDirectory failed, error " + int2stru(error));
         return false;
     }
-    const std::string path = std::string(folder) + "\\mprapi.dll";
+    const std::string path = textOfField(folder) + "\\mprapi.dll";
     mprModule = LoadLibraryA(path.c_str());
     if (mprModule == nullptr) {
         const DWORD error = GetLastError();

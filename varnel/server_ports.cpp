@@ -100,8 +100,11 @@ bool findAdapter(FOUND found) {
     for (DWORD i = 0; i < count; ++i) {
         char name[256] = {};
         DWORD size = sizeof name - 1;
-        if (RegEnumKeyExA(classKey.get(), i, name, &size, nullptr, nullptr, nullptr, nullptr) !=
-            ERROR_SUCCESS)
+        const LSTATUS listed =
+            RegEnumKeyExA(classKey.get(), i, name, &size, nullptr, nullptr, nullptr, nullptr);
+        if (listed == ERROR_NO_MORE_ITEMS) // some went since they were counted
+            return false;
+        if (listed != ERROR_SUCCESS)
             continue;
         name[sizeof name - 1] = '\0';
         if (found(classPath + "\\" + name))

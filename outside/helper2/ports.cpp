@@ -26,7 +26,7 @@ std::optional<Connections> tcpConnections() {
     static constexpr DWORD RoomForNew = 4096; // bytes, for what is opened between two calls
     std::vector<BYTE> table;
     DWORD size = 0;
-    DWORD error;
+    DWORD error = NO_ERROR;
     while ((error = GetExtendedTcpTable(table.data(), &size, FALSE, AF_INET, TCP_TABLE_OWNER_PID_ALL, 0)) ==
            ERROR_INSUFFICIENT_BUFFER) {
         size += RoomForNew;
@@ -66,7 +66,7 @@ struct CloseSnapshot {
 
 // From a snapshot, since most processes of the system may not be opened.
 std::wstring imageName(DWORD processId) {
-    const HANDLE handle = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
+    HANDLE handle = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
     if (handle == INVALID_HANDLE_VALUE)
         return {};
     const std::unique_ptr<HANDLE, CloseSnapshot> snapshot(handle);

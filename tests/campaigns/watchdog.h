@@ -1,0 +1,55 @@
+// Ends the program with a failure when a call into the library does not return in time or crashes, and says
+// which call that was, in which run, and which import it had called last.
+#pragma once
+
+#include "campaign.h"
+
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <thread>
+
+class Watchdog {
+  public:
+    static constexpr std::size_t maxThreads = 72;
+
+    Watchdog(const Campaign& campaign, std::chrono::seconds patience);
+    ~Watchdog();
+    Watchdog(const Watchdog&) = delete;
+    Watchdog& operator=(const Watchdog&) = delete;
+
+    // From here on calls of imports are noted, until the test forgets its behaviours.
+    static void noteImports();
+
+    // A call into the library, for as long as it lasts. Calls do not nest.
+    class Call {
+      public:
+        Call(Watchdog& watchdog, std::size_t thread, const char* operation, unsigned long run);
+        ~Call();
+        Call(const Call&) = delete;
+        Call& operator=(const Call&) = delete;
+    };
+
+  private:
+    using Time = std::chrono::steady_clock::time_point;
+    struct Thread {
+        std::atomic<const char*> operation = nullptr; // none: outside the library
+        std::atomic<const char*> import = nullptr;
+        std::atomic<unsigned long> run = 0;
+        std::atomic<Time> since = Time();
+    };
+
+    void watch();
+    void endIfBlocked(std::size_t number);
+    [[noreturn]] void end(std::size_t number, const char* what) const;
+    static long __stdcall crashed(struct _EXCEPTION_POINTERS*);
+
+    const Campaign& campaign;
+    const std::chrono::seconds patience;
+    std::array<Thread, maxThreads> threads;
+    std::atomic<bool> over = false;
+    std::thread watching;
+
+    static inline Watchdog* only = nullptr;
+    static inline thread_local Thread* own = nullptr;
+};
