@@ -6,6 +6,19 @@ function(add_campaign name)
   set_tests_properties(${name} PROPERTIES LABELS campaign TIMEOUT 3600)
 endfunction()
 
+add_campaign(failure_sweep_test
+  SOURCES
+    campaigns/failure_sweep_test.cpp
+    campaigns/plausible_failures.cpp
+    campaigns/sweep_watchdog.cpp
+    campaigns/scripted_files.cpp
+    campaigns/sweep_world.cpp
+    campaigns/dialing_situations.cpp
+    campaigns/hangup_situations.cpp
+    campaigns/initialisation_situations.cpp
+    campaigns/driver_situations.cpp
+    campaigns/network_situations.cpp)
+
 add_campaign(lying_records_test
   SOURCES
     campaigns/lies.cpp

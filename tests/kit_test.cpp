@@ -71,6 +71,23 @@ TEST_CASE_METHOD(VarnelTest, "a planned failure comes once or lasts, as the func
     CHECK(GetLastError() == ERROR_NOT_ENOUGH_MEMORY);
 }
 
+TEST_CASE_METHOD(VarnelTest, "planned failures have codes, come several at once, and calls are counted") {
+    Faults::plan({Fault{"RasHangUpA", 2, false, 668}, Fault{"OpenMutexA", 1, true, ERROR_ACCESS_DENIED}});
+    Faults::count();
+    CHECK(Import<"RasHangUpA">::thunk(ras.connect("a")) == 0);
+    CHECK(Faults::thatStruck().empty());
+    CHECK(Import<"RasHangUpA">::thunk(ras.connect("b")) == 668);
+    CHECK(Import<"OpenMutexA">::thunk(0, FALSE, "") == nullptr);
+    CHECK(GetLastError() == ERROR_ACCESS_DENIED);
+    CHECK(Faults::thatStruck().size() == 2);
+    CHECK(Faults::counted() == Faults::Calls{{"OpenMutexA", 1}, {"RasHangUpA", 2}});
+
+    Faults::plan(Fault{"operator new", 1, false});
+    CHECK_THROWS_AS(
+        privates::getEntryNameWithSuffix("a name that is too long for a string's own room", false),
+        std::bad_alloc);
+}
+
 TEST_CASE_METHOD(VarnelTest, "a last error survives the failure that it tells of, and nothing else") {
     on<"OpenMutexA">([](DWORD, WINBOOL, LPCSTR) {
         SetLastError(ERROR_ACCESS_DENIED);

@@ -2,6 +2,8 @@
 #include "tests/kit/varnel_test.h"
 
 #include <climits>
+#include <future>
+#include <thread>
 
 namespace {
 
@@ -157,6 +159,32 @@ TEST_CASE_METHOD(VarnelTest,
         CHECK(nth < 20);
     }
     DIALUP_CALLBACK().clearItems();
+}
+
+TEST_CASE_METHOD(VarnelTest, "the registry is waited for with nothing that the system may refuse") {
+    DIALUP_CALLBACK().addItem(id);
+    std::promise<void> held;
+    std::promise<void> enough;
+    std::thread other([&] {
+        const boost::recursive_mutex::scoped_lock locked(privates::itemsLock);
+        held.set_value();
+        enough.get_future().wait();
+    });
+    held.get_future().wait();
+    bool isWaitedFor = false;
+    clock.in(1, [&] {
+        isWaitedFor = true;
+        enough.set_value();
+        other.join();
+    });
+    Faults::plan(Fault{"CreateEventA", 1, true});
+    CHECK_NOTHROW(DIALUP_CALLBACK().removeItem(id));
+    CHECK(isWaitedFor);
+    if (!isWaitedFor) {
+        enough.set_value();
+        other.join();
+    }
+    CHECK(privates::items.empty());
 }
 
 TEST_CASE_METHOD(VarnelTest, "states have the names that the log knows them by") {

@@ -1,95 +1,9 @@
 // The port counts of the remote-access server: read from the registry, set there or through the router.
 #include "tests/kit/scripted_computer.h"
+#include "tests/kit/scripted_router.h"
 #include "tests/kit/varnel_test.h"
 
-#include <mprapi.h>
-
-namespace {
-
-// The router, as its functions tell of it.
-struct Router {
-    bool running = true;
-    DWORD connectCode = 0;
-    DWORD setCode = 0;
-    Lines calls;
-} router;
-
-constexpr DWORD leftError = 1722; // what the router's functions leave in the thread's last error
-
-void* handleOf(const char* kind) {
-    return const_cast<char*>(kind);
-}
-const char admin[] = "admin";
-const char config[] = "config";
-
-DWORD tell(const std::string& call, DWORD code) {
-    router.calls.push_back(call);
-    SetLastError(leftError);
-    return code;
-}
-
-DWORD connect(const char* kind, LPWSTR server, void** handle) {
-    if (server != nullptr)
-        router.calls.push_back("another computer");
-    if (router.connectCode == 0)
-        *handle = handleOf(kind);
-    return tell(std::string(kind) + " connect", router.connectCode);
-}
-
-DWORD set(const char* kind, void* handle, DWORD level, LPBYTE buffer) {
-    const auto& ports = *reinterpret_cast<const MPR_SERVER_1*>(buffer);
-    std::string call = std::string(kind) + " set " + std::to_string(level);
-    for (const DWORD field :
-         {ports.dwNumPptpPorts, ports.dwPptpPortFlags, ports.dwNumL2tpPorts, ports.dwL2tpPortFlags})
-        call += " " + std::to_string(field);
-    if (handle != handleOf(kind))
-        call += " of another handle";
-    return tell(call, router.setCode);
-}
-
-void disconnect(const char* kind, void* handle) {
-    tell(std::string(kind) + " disconnect" + (handle == handleOf(kind) ? "" : " of another handle"), 0);
-}
-
-BOOL WINAPI isServiceRunning(LPWSTR server) {
-    tell(server == nullptr ? "running?" : "another computer", 0);
-    return router.running ? TRUE : FALSE;
-}
-DWORD WINAPI adminConnect(LPWSTR server, MPR_SERVER_HANDLE* handle) {
-    return connect(admin, server, handle);
-}
-DWORD WINAPI configConnect(LPWSTR server, HANDLE* handle) {
-    return connect(config, server, handle);
-}
-DWORD WINAPI adminSet(MPR_SERVER_HANDLE handle, DWORD level, LPBYTE buffer) {
-    return set(admin, handle, level, buffer);
-}
-DWORD WINAPI configSet(HANDLE handle, DWORD level, LPBYTE buffer) {
-    return set(config, handle, level, buffer);
-}
-void WINAPI adminDisconnect(MPR_SERVER_HANDLE handle) {
-    disconnect(admin, handle);
-}
-void WINAPI configDisconnect(HANDLE handle) {
-    disconnect(config, handle);
-}
-DWORD WINAPI getInfo(HANDLE, DWORD, LPBYTE*) {
-    return tell("get", 0);
-}
-
-// In the order in which they are looked up.
-const std::vector<std::pair<std::string, void*>> functions = {
-    {"MprAdminIsServiceRunning", reinterpret_cast<void*>(&isServiceRunning)},
-    {"MprAdminServerConnect", reinterpret_cast<void*>(&adminConnect)},
-    {"MprAdminServerGetInfo", reinterpret_cast<void*>(&getInfo)},
-    {"MprAdminServerDisconnect", reinterpret_cast<void*>(&adminDisconnect)},
-    {"MprAdminServerSetInfo", reinterpret_cast<void*>(&adminSet)},
-    {"MprConfigServerConnect", reinterpret_cast<void*>(&configConnect)},
-    {"MprConfigServerGetInfo", reinterpret_cast<void*>(&getInfo)},
-    {"MprConfigServerDisconnect", reinterpret_cast<void*>(&configDisconnect)},
-    {"MprConfigServerSetInfo", reinterpret_cast<void*>(&configSet)}};
-
-} // namespace
+using namespace scripted_router;
 
 class ServerPorts : public VarnelTest {
   protected:
@@ -102,10 +16,7 @@ class ServerPorts : public VarnelTest {
         router = {};
         on<"GetProcAddress">([this](HMODULE, LPCSTR name) -> FARPROC {
             lookedUp.push_back(name);
-            for (const auto& [known, function] : functions)
-                if (name == known)
-                    return reinterpret_cast<FARPROC>(function);
-            return nullptr;
+            return find(name);
         });
     }
 

@@ -4,6 +4,27 @@
 std::map<unsigned int, boost::shared_ptr<DIALUP_CALLBACK::ITEM>> DIALUP_CALLBACK::items;
 boost::recursive_mutex DIALUP_CALLBACK::itemsLock;
 
+namespace {
+
+// Holds the registry's lock for a scope. Waiting within the mutex takes an event, which the system may
+// refuse; the exception would end the host, since attempts are removed by a destructor. Nobody holds the lock
+// for long.
+class REGISTRY_LOCK {
+  public:
+    explicit REGISTRY_LOCK(boost::recursive_mutex& mutex_) : mutex(mutex_) {
+        while (!mutex.try_lock())
+            Sleep(1);
+    }
+    ~REGISTRY_LOCK() { mutex.unlock(); }
+    REGISTRY_LOCK(const REGISTRY_LOCK&) = delete;
+    REGISTRY_LOCK& operator=(const REGISTRY_LOCK&) = delete;
+
+  private:
+    boost::recursive_mutex& mutex;
+};
+
+} // namespace
+
 DIALUP_CALLBACK::ITEM::ITEM(unsigned int callbackId_)
     : callbackId(callbackId_), hConn(nullptr), hEvent(CreateEventA(nullptr, TRUE, FALSE, nullptr)), error(0),
       error2(0) {}
@@ -13,24 +34,24 @@ DIALUP_CALLBACK::ITEM::~ITEM() {
 }
 
 boost::shared_ptr<DIALUP_CALLBACK::ITEM> DIALUP_CALLBACK::addItem(unsigned int callbackId) {
-    const boost::recursive_mutex::scoped_lock locked(itemsLock);
+    const REGISTRY_LOCK locked(itemsLock);
     boost::shared_ptr<ITEM> item(new ITEM(callbackId));
     items[callbackId] = item;
     return item;
 }
 
 boost::shared_ptr<DIALUP_CALLBACK::ITEM> DIALUP_CALLBACK::findItem(unsigned int callbackId) {
-    const boost::recursive_mutex::scoped_lock locked(itemsLock);
+    const REGISTRY_LOCK locked(itemsLock);
     const auto found = items.find(callbackId);
     return found == items.end() ? boost::shared_ptr<ITEM>() : found->second;
 }
 
 void DIALUP_CALLBACK::removeItem(unsigned int callbackId) {
-    const boost::recursive_mutex::scoped_lock locked(itemsLock);
+    const REGISTRY_LOCK locked(itemsLock);
     items.erase(callbackId);
 }
 
 void DIALUP_CALLBACK::clearItems() {
-    const boost::recursive_mutex::scoped_lock locked(itemsLock);
+    const REGISTRY_LOCK locked(itemsLock);
     items.clear();
 }

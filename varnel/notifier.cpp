@@ -103,19 +103,14 @@ DWORD settleAttempt(DIALUP_CALLBACK::ITEM& item, RASCONNSTATE state, DWORD error
     return stopNotifying;
 }
 
-// The outcome without a record, for want of memory. The registry's lock may want some too; then the attempt
-// ends by its time-out.
+// The outcome without a record, for want of memory.
 DWORD settleUnlogged(DIALUP_CALLBACK& registry, DWORD callbackId, HRASCONN hConn, RASCONNSTATE state,
                      DWORD error, DWORD error2) {
-    try {
-        const boost::shared_ptr<DIALUP_CALLBACK::ITEM> item = registry.findItem(callbackId);
-        if (!item)
-            return stopNotifying;
-        recordNotification(*item, hConn, state, error, error2);
-        return settleAttempt(*item, state, error);
-    } catch (...) {
+    const boost::shared_ptr<DIALUP_CALLBACK::ITEM> item = registry.findItem(callbackId);
+    if (!item)
         return stopNotifying;
-    }
+    recordNotification(*item, hConn, state, error, error2);
+    return settleAttempt(*item, state, error);
 }
 
 } // namespace

@@ -153,7 +153,6 @@ Threads::Threads(const Campaign& campaign_, long firstId_)
     LOG::level = 0;
     on<"Sleep">([](DWORD ms) { ms == tellingPause ? tellers->pause() : Sleep(ms / 1000); });
     on<"GetTickCount">([] { return GetTickCount() * 1000; });
-    on<"WaitForSingleObjectEx">(&WaitForSingleObjectEx);
     on<"HeapAlloc">(&HeapAlloc);
     on<"HeapFree">(&HeapFree);
     on<"CreateEventA">(

@@ -10,13 +10,6 @@ const IMAGE_DATA_DIRECTORY& directory(const char* base, unsigned int index) {
     return headers.OptionalHeader.DataDirectory[index];
 }
 
-void write(void** slot, void* value) {
-    DWORD protection = 0;
-    VirtualProtect(slot, sizeof *slot, PAGE_READWRITE, &protection);
-    *slot = value;
-    VirtualProtect(slot, sizeof *slot, protection, &protection);
-}
-
 } // namespace
 
 ImportTable::ImportTable(HMODULE module) {
@@ -33,11 +26,24 @@ ImportTable::ImportTable(HMODULE module) {
                 {base + from->Name, named ? name : "", reinterpret_cast<void**>(&bound->u1.Function)});
         }
     }
+    if (!all.empty())
+        protection = protect(PAGE_READWRITE);
 }
 
 ImportTable::~ImportTable() {
     for (auto original = originals.rbegin(); original != originals.rend(); ++original)
-        write(original->first, original->second);
+        *original->first = original->second;
+    if (!all.empty())
+        protect(protection);
+}
+
+DWORD ImportTable::protect(DWORD wanted) const {
+    const auto [first, last] = std::minmax_element(
+        all.begin(), all.end(), [](const Entry& one, const Entry& other) { return one.slot < other.slot; });
+    const auto bytes = static_cast<SIZE_T>(last->slot + 1 - first->slot) * sizeof(void*);
+    DWORD before = 0;
+    VirtualProtect(first->slot, bytes, wanted, &before);
+    return before;
 }
 
 void* ImportTable::replace(std::string_view name, void* replacement) {
@@ -46,6 +52,6 @@ void* ImportTable::replace(std::string_view name, void* replacement) {
     if (entry == all.end())
         return nullptr;
     originals.emplace_back(entry->slot, *entry->slot);
-    write(entry->slot, replacement);
+    *entry->slot = replacement;
     return originals.back().second;
 }

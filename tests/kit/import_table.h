@@ -30,7 +30,11 @@ class ImportTable {
     void* replace(std::string_view name, void* replacement);
 
   private:
+    // Protects the slots of all entries, which lie together; how they were protected before.
+    DWORD protect(DWORD wanted) const;
+
     std::vector<Entry> all;
+    DWORD protection = 0;
     bool delayed = false;
     std::vector<std::pair<void**, void*>> originals;
 };

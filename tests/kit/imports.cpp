@@ -60,19 +60,52 @@ void Journal::clear() {
 }
 
 void Faults::plan(const std::optional<Fault>& fault) {
-    planned = fault;
-    calls = 0;
-    hasStruck = false;
+    plan(fault ? std::vector<Fault>{*fault} : std::vector<Fault>{});
 }
 
-bool Faults::strikes(std::string_view function) {
-    if (!planned || (!planned->function.empty() && planned->function != function))
-        return false;
-    const long call = ++calls;
-    if (call != planned->nth && !(planned->lasting && call > planned->nth))
-        return false;
-    hasStruck = true;
-    return true;
+void Faults::plan(const std::vector<Fault>& faults) {
+    planned.clear();
+    for (const Fault& fault : faults)
+        planned.emplace_back().fault = fault;
+    tally.reset();
+}
+
+std::optional<DWORD> Faults::strikes(std::string_view function) {
+    if (tally) {
+        const std::scoped_lock locked(recordLock);
+        const auto known = tally->find(function);
+        if (known != tally->end())
+            ++known->second;
+        else
+            tally->emplace(function, 1);
+    }
+    std::optional<DWORD> code;
+    for (auto& [fault, calls, hasStruck] : planned) {
+        if (!fault.function.empty() && fault.function != function)
+            continue;
+        const long call = ++calls;
+        if (call == fault.nth || (fault.lasting && call > fault.nth)) {
+            code = fault.code;
+            hasStruck = true;
+        }
+    }
+    return code;
+}
+
+std::vector<Fault> Faults::thatStruck() {
+    std::vector<Fault> faults;
+    for (const auto& [fault, calls, hasStruck] : planned)
+        if (hasStruck)
+            faults.push_back(fault);
+    return faults;
+}
+
+void Faults::count() {
+    tally.emplace();
+}
+
+Faults::Calls Faults::counted() {
+    return tally.value_or(Calls{});
 }
 
 void LogPrint::thunk(int level, const char* file, long line, const char* format, ...) {
@@ -94,7 +127,7 @@ const std::vector<Redirection>& redirections() {
 #undef VARNEL_REDIRECTION
             redirection<"LOG::prints">(
                 "Log.dll", "_ZN3LOG6printsEiPKclRKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE"),
-        logPrint()};
+        redirection<"operator new">("libstdc++-6.dll", "_Znwy"), logPrint()};
     return all;
 }
 

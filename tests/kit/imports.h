@@ -1,5 +1,5 @@
-// Every function that Varnel.dll imports, less the run-time's, as a call that tests watch, replace and make
-// fail.
+// Every function that Varnel.dll imports, less the run-time's but `operator new`, as a call that tests watch,
+// replace and make fail.
 //
 //     on<"RasHangUpA">([](HRASCONN) { return DWORD{668}; });
 //
@@ -17,6 +17,8 @@
 #include <algorithm>
 #include <atomic>
 #include <functional>
+#include <list>
+#include <map>
 #include <new>
 
 #include <objbase.h>
@@ -36,15 +38,13 @@
 // How a function tells its caller of a failure: `happened` recognises one, `make` makes one.
 namespace failing {
 
-constexpr DWORD code = ERROR_NOT_ENOUGH_MEMORY;
-
 struct WithCode {
     template<class R>
     static bool happened(R result) {
         return result != 0;
     }
     template<class R>
-    static R make() {
+    static R make(DWORD code) {
         return static_cast<R>(code);
     }
 };
@@ -55,7 +55,7 @@ struct WithZero { // and the code in the thread's last error
         return result == R{};
     }
     template<class R>
-    static R make() {
+    static R make(DWORD code) {
         SetLastError(code);
         return R{};
     }
@@ -67,7 +67,7 @@ struct WithMinusOne { // and the code in the thread's last error
         return result == minusOne<R>();
     }
     template<class R>
-    static R make() {
+    static R make(DWORD code) {
         SetLastError(code);
         return minusOne<R>();
     }
@@ -86,9 +86,9 @@ struct WithHresult {
         return result != S_OK;
     }
     template<class R>
-    static R make() {
+    static R make(DWORD code) {
         SetLastError(code);
-        return E_OUTOFMEMORY;
+        return HRESULT_FROM_WIN32(code);
     }
 };
 
@@ -98,7 +98,7 @@ struct ByThrowing {
         return false;
     }
     template<class R>
-    static R make() {
+    static R make(DWORD) {
         throw std::bad_alloc();
     }
 };
@@ -107,27 +107,44 @@ struct Never : ByThrowing {};
 
 struct NeverKeepingLastError : Never {};
 
+struct ByThrowingKeepingLastError : ByThrowing {};
+
 } // namespace failing
 
 // A failure to be made: of the nth call of `function`, or of any function when that is empty; once, or from
-// there on.
+// there on; with a code, where the function tells one.
 struct Fault {
     std::string function;
     long nth;
     bool lasting;
+    DWORD code = ERROR_NOT_ENOUGH_MEMORY;
 };
 
 class Faults {
   public:
+    using Calls = std::map<std::string, long, std::less<>>; // by function
+
     static void plan(const std::optional<Fault>& fault);
-    // Whether the planned call has come.
-    static bool struck() { return hasStruck; }
-    static bool strikes(std::string_view function);
+    // Several at once; each counts its own calls.
+    static void plan(const std::vector<Fault>& faults);
+    // Whether a planned call has come; and which ones have.
+    static bool struck() { return !thatStruck().empty(); }
+    static std::vector<Fault> thatStruck();
+    // The code with which this call of `function` is to fail, if it is.
+    static std::optional<DWORD> strikes(std::string_view function);
+
+    // Counts the calls that could fail, until the next plan.
+    static void count();
+    static Calls counted();
 
   private:
-    static inline std::optional<Fault> planned;
-    static inline std::atomic<long> calls;
-    static inline std::atomic<bool> hasStruck;
+    struct Planned {
+        Fault fault;
+        std::atomic<long> calls = 0;
+        std::atomic<bool> hasStruck = false;
+    };
+    static inline std::list<Planned> planned;
+    static inline std::optional<Calls> tally;
 };
 
 // The calls that matter to the outside, in order, such as "RasHangUpA(1)".
@@ -190,7 +207,8 @@ struct Import<Name, R(A...)> {
     using Behaviour = std::function<R(A...)>;
     using Failing = typename Declared<Name>::Failing;
     static constexpr bool canFail = !std::is_base_of_v<failing::Never, Failing>;
-    static constexpr bool keepsLastError = std::is_same_v<Failing, failing::NeverKeepingLastError>;
+    static constexpr bool keepsLastError = std::is_same_v<Failing, failing::NeverKeepingLastError> ||
+                                           std::is_same_v<Failing, failing::ByThrowingKeepingLastError>;
     static constexpr DWORD dirt = 0xDEAD;
 
     static inline R (*real)(A...) = nullptr;
@@ -203,8 +221,8 @@ struct Import<Name, R(A...)> {
     static R thunk(A... arguments) {
         ++calls;
         if constexpr (canFail)
-            if (Faults::strikes(Name.view()))
-                return Failing::template make<R>();
+            if (const std::optional<DWORD> code = Faults::strikes(Name.view()))
+                return Failing::template make<R>(*code);
         if constexpr (Declared<Name>::journaled)
             Journal::add(journalLine(Name.view(), arguments...));
         for (const auto& watch : before)

@@ -45,15 +45,9 @@ void releases(Ledger& ledger, const char* kind) {
 void watchHandles(Ledger& ledger) {
     acquires<"CreateFileA">(ledger, handle);
     acquires<"OpenMutexA">(ledger, handle);
-    // The lock of the dial registry makes an event at its first contention and keeps it; its events reset
-    // themselves.
-    after<"CreateEventA">([&ledger](HANDLE event, LPSECURITY_ATTRIBUTES, BOOL manualReset, BOOL, LPCSTR) {
-        if (event != nullptr)
-            manualReset ? ledger.acquired(handle, event) : ledger.kept(handle, event);
-    });
+    acquires<"CreateEventA">(ledger, handle);
     uses<"SetEvent">(ledger, handle);
     uses<"WaitForSingleObject">(ledger, handle);
-    uses<"WaitForSingleObjectEx">(ledger, handle);
     uses<"WriteFile">(ledger, handle);
     uses<"ReleaseMutex">(ledger, handle);
     releases<"CloseHandle">(ledger, handle);
@@ -153,9 +147,4 @@ void Ledger::released(const std::string& kind, const void* value) {
         complain(kind + " released that was never acquired");
     else if (std::exchange(found->second, State::Released) == State::Released)
         complain(kind + " released twice");
-}
-
-void Ledger::kept(const std::string& kind, const void* value) {
-    const std::scoped_lock locked(lock);
-    states[{kind, value}] = State::Kept;
 }

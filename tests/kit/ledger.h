@@ -20,14 +20,12 @@ class Ledger {
     void acquired(const std::string& kind, const void* value);
     void used(const std::string& kind, const void* value);
     void released(const std::string& kind, const void* value);
-    // The owner keeps it for as long as the process lives.
-    void kept(const std::string& kind, const void* value);
 
     // Complains of what was not released, and forgets it.
     void settle();
 
   private:
-    enum class State { Open, Kept, Released };
+    enum class State { Open, Released };
 
     std::mutex lock;
     std::map<std::pair<std::string, const void*>, State> states;

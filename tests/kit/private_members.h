@@ -32,6 +32,7 @@ using DriverPath = char[260];
     PRIVATE_MEMBER(name, name##Type, VARNEL::name)
 
 PRIVATE_MEMBER(items, Attempts, DIALUP_CALLBACK::items)
+PRIVATE_MEMBER(itemsLock, boost::recursive_mutex, DIALUP_CALLBACK::itemsLock)
 PRIVATE_MEMBER(callbackIdIndex, volatile long, VARNEL::callbackIdIndex)
 PRIVATE_MEMBER(isWin6Plus, bool, VARNEL::isWin6Plus)
 PRIVATE_MEMBER(onlyClient, bool, VARNEL::onlyClient)

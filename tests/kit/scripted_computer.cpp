@@ -21,10 +21,13 @@ void routerFunction() {
 
 } // namespace
 
-ScriptedComputer::ScriptedComputer()
-    : systemFolder(ownFolder() + "\\system32"), peersFolder(ownFolder() + "\\peers"), folder(ownFolder()) {
-    std::filesystem::create_directories(systemFolder + "\\Drivers");
-    std::filesystem::create_directories(peersFolder);
+ScriptedComputer::ScriptedComputer(Folders folders_)
+    : systemFolder(ownFolder() + "\\system32"), peersFolder(ownFolder() + "\\peers"), folder(ownFolder()),
+      folders(folders_) {
+    if (folders == Folders::Real) {
+        std::filesystem::create_directories(systemFolder + "\\Drivers");
+        std::filesystem::create_directories(peersFolder);
+    }
     for (const char* name : {"TapiSrv", "RasMan", "RemoteAccess"})
         services[name];
     setMiniport("0001", "ms_pptpminiport", 32, 10);
@@ -38,6 +41,8 @@ ScriptedComputer::ScriptedComputer()
 }
 
 ScriptedComputer::~ScriptedComputer() {
+    if (folders == Folders::None)
+        return;
     std::error_code ignored;
     std::filesystem::remove_all(folder, ignored);
 }

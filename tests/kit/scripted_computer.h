@@ -1,5 +1,6 @@
 // A computer in memory, as the library prepares it: Windows' generation, registry, services, TCP port 1723.
-// Only its system folder and its working folder are real ones, made for this test alone.
+// Only its system folder and its working folder are real ones, made for this test alone, unless a test says
+// that it has files of its own.
 #pragma once
 
 #include "scripted_registry.h"
@@ -10,8 +11,9 @@
 
 class ScriptedComputer {
   public:
+    enum class Folders { Real, None };
     // 32-bit Windows XP with both miniports at their wanted counts, all services enabled, the port free.
-    ScriptedComputer();
+    explicit ScriptedComputer(Folders folders = Folders::Real);
     ~ScriptedComputer();
     ScriptedComputer(const ScriptedComputer&) = delete;
     ScriptedComputer& operator=(const ScriptedComputer&) = delete;
@@ -63,6 +65,7 @@ class ScriptedComputer {
     void answerForPort();
 
     const std::string folder;
+    const Folders folders;
     ULONG_PTR lastHandle = 0x7000;
     std::map<SC_HANDLE, std::string> opened;
 };

@@ -44,7 +44,7 @@ class Network : public Object<INetwork> {
   public:
     explicit Network(Net& net_) : net(net_) {}
     HRESULT WINAPI GetName(BSTR* name) override {
-        if (net.nameFails)
+        if (net.nameFails || Faults::strikes("INetwork::GetName"))
             return E_FAIL;
         if (net.nameIsNull)
             return S_OK;
@@ -53,16 +53,17 @@ class Network : public Object<INetwork> {
         return S_OK;
     }
     HRESULT WINAPI GetCategory(NLM_NETWORK_CATEGORY* category) override {
-        if (net.categoryFails)
+        if (net.categoryFails || Faults::strikes("INetwork::GetCategory"))
             return E_FAIL;
         *category = static_cast<NLM_NETWORK_CATEGORY>(net.category);
         return S_OK;
     }
     HRESULT WINAPI SetCategory(NLM_NETWORK_CATEGORY category) override {
         script.calls.push_back("set " + std::to_string(category));
-        if (!net.setFails)
-            net.category = category;
-        return net.setFails ? E_ACCESSDENIED : S_OK;
+        if (net.setFails || Faults::strikes("INetwork::SetCategory"))
+            return E_ACCESSDENIED;
+        net.category = category;
+        return S_OK;
     }
     HRESULT WINAPI SetName(BSTR) override { return unexpected(); }
     HRESULT WINAPI GetDescription(BSTR*) override { return unexpected(); }
@@ -85,7 +86,7 @@ class Connection : public Object<INetworkConnection> {
   public:
     explicit Connection(Net& net_) : net(net_) {}
     HRESULT WINAPI GetNetwork(INetwork** network) override {
-        if (net.networkFails)
+        if (net.networkFails || Faults::strikes("INetworkConnection::GetNetwork"))
             return E_FAIL;
         if (net.networkIsNull)
             return S_OK;
@@ -108,6 +109,8 @@ class Connections : public Object<IEnumNetworkConnections> {
     HRESULT WINAPI Next(ULONG number, INetworkConnection** connection, ULONG* fetched) override {
         if (number != 1)
             return unexpected();
+        if (Faults::strikes("IEnumNetworkConnections::Next"))
+            return E_FAIL;
         if (position == script.nets.size())
             return script.end;
         Net& net = script.nets[position++];
@@ -129,7 +132,7 @@ class Connections : public Object<IEnumNetworkConnections> {
 class Manager : public Object<INetworkListManager> {
   public:
     HRESULT WINAPI GetNetworkConnections(IEnumNetworkConnections** connections) override {
-        if (script.enumerationFails)
+        if (script.enumerationFails || Faults::strikes("INetworkListManager::GetNetworkConnections"))
             return E_FAIL;
         *connections = new Connections;
         return S_OK;

@@ -1,5 +1,6 @@
 #include "scripted_ras.h"
 
+#include "complaints.h"
 #include "imports.h"
 
 #include <algorithm>
@@ -48,13 +49,17 @@ ScriptedRas::Dial connectsWithoutHandle() {
     return {.notifications = {{300, RASCS_Connected}}, .givesHandle = false, .address = ""};
 }
 ScriptedRas::Dial fails(DWORD error, DWORD after) {
-    return {.notifications = {{after / 2, RASCS_Authenticate}, {after, RASCS_Authenticate, error}}};
+    return {.notifications = {{after / 2, RASCS_Authenticate}, {after, RASCS_Authenticate, error}},
+            .statusError = error};
 }
 ScriptedRas::Dial failsWithoutHandle(DWORD error) {
     return {.notifications = {{300, RASCS_OpenPort, error}}, .givesHandle = false};
 }
 ScriptedRas::Dial refused(DWORD code) {
     return {.code = code, .givesHandle = false};
+}
+ScriptedRas::Dial refusedWithHandle(DWORD code) {
+    return {.code = code};
 }
 ScriptedRas::Dial neverEnds() {
     return {.notifications = {{300, RASCS_OpenPort}}};
@@ -150,7 +155,7 @@ DWORD ScriptedRas::dial(LPCSTR phoneBook, LPRASDIALPARAMSA params, LPVOID notifi
             script = dials.front();
             dials.pop_front();
         }
-        if (script.code != 0)
+        if (script.code != 0 && !script.givesHandle)
             return script.code;
         if (findEntry(path(phoneBook), params->szEntryName) == nullptr)
             return ERROR_CANNOT_FIND_PHONEBOOK_ENTRY;
@@ -163,6 +168,8 @@ DWORD ScriptedRas::dial(LPCSTR phoneBook, LPRASDIALPARAMSA params, LPVOID notifi
     }
     if (script.givesHandle)
         *conn = handle;
+    if (script.code != 0)
+        return script.code;
     notifyAll(handle, script.notifications, static_cast<DWORD>(params->dwCallbackId), notifier);
     return 0;
 }
@@ -190,11 +197,15 @@ void ScriptedRas::notify(HRASCONN handle, const Notification& notification, DWOR
             return;
         connection->listed = notification.state == RASCS_Connected && notification.error == 0;
     }
-    const DWORD answer = reinterpret_cast<RASDIALFUNC2>(notifier)(
-        callbackId, 1, handle, WM_RASDIALEVENT, static_cast<RASCONNSTATE>(notification.state),
-        notification.error, notification.error2);
-    const std::scoped_lock locked(lock);
-    answers.push_back(answer);
+    try {
+        const DWORD answer = reinterpret_cast<RASDIALFUNC2>(notifier)(
+            callbackId, 1, handle, WM_RASDIALEVENT, static_cast<RASCONNSTATE>(notification.state),
+            notification.error, notification.error2);
+        const std::scoped_lock locked(lock);
+        answers.push_back(answer);
+    } catch (...) {
+        complain("an exception passed from the notifier into the service");
+    }
 }
 
 DWORD ScriptedRas::hangUp(HRASCONN conn) {

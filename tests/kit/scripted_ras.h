@@ -98,5 +98,6 @@ ScriptedRas::Dial connectsUnreadably(DWORD statusCode);
 ScriptedRas::Dial connectsWithoutHandle();
 ScriptedRas::Dial fails(DWORD error, DWORD after = 300); // its handle stays to be hung up
 ScriptedRas::Dial failsWithoutHandle(DWORD error);
-ScriptedRas::Dial refused(DWORD code); // by RasDialA itself
+ScriptedRas::Dial refused(DWORD code);           // by RasDialA itself
+ScriptedRas::Dial refusedWithHandle(DWORD code); // which stays to be hung up
 ScriptedRas::Dial neverEnds();

@@ -62,16 +62,24 @@ VarnelTest::VarnelTest()
 VarnelTest::~VarnelTest() {
     clock.joinActions();
     Faults::plan(std::nullopt);
+    settle();
+    privates::pptpsrvDialDownCallback = nullptr;
+    LOG::level = levelBefore;
+    if (phoneBookLock != nullptr)
+        CloseHandle(phoneBookLock);
+}
+
+void VarnelTest::settle() {
     if (!privates::items.empty())
         complain("a dial attempt is still registered");
     DIALUP_CALLBACK().clearItems();
     for (const auto& [thread, operations] : entered)
         for (const std::string& operation : operations)
             complain("never left: " + operation);
-    privates::pptpsrvDialDownCallback = nullptr;
-    LOG::level = levelBefore;
-    if (phoneBookLock != nullptr)
-        CloseHandle(phoneBookLock);
+    entered.clear();
+    ledger.settle();
+    if (GuardedHeap::takeForbiddenAccesses() != 0)
+        complain("a heap block was overrun, or used after it had been freed");
 }
 
 VarnelTest::Report::~Report() {

@@ -68,6 +68,9 @@ class VarnelTest {
     // The ids of which the host was told, in order.
     static Lines told();
 
+    // Complains of what an end of the test would find still open, registered or entered, and forgets it.
+    void settle();
+
   private:
     // Destroyed last: reports what the others had to complain of.
     struct Report {

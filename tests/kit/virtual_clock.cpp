@@ -8,19 +8,9 @@
 
 namespace {
 
-constexpr DWORD patience = 20'000; // ms of real time
-
 [[noreturn]] void giveUp(const char* reason) {
     std::fputs(reason, stderr);
     std::_Exit(EXIT_FAILURE);
-}
-
-// Only the registry's lock waits in this way; nobody may hold it for long.
-DWORD waitForLock(HANDLE lock, DWORD ms, WINBOOL alertable) {
-    const DWORD state = WaitForSingleObjectEx(lock, std::min(ms, patience), alertable);
-    if (state == WAIT_TIMEOUT && ms == INFINITE)
-        giveUp("The library waits for its own lock for ever.\n");
-    return state;
 }
 
 } // namespace
@@ -29,7 +19,6 @@ VirtualClock::VirtualClock() {
     on<"Sleep">([this](DWORD ms) { pass(ms == 0 ? yieldTakes : ms); });
     on<"GetTickCount">([this] { return real ? GetTickCount() : ticks(); });
     on<"WaitForSingleObject">([this](HANDLE object, DWORD ms) { return wait(object, ms); });
-    on<"WaitForSingleObjectEx">(&waitForLock);
 }
 
 VirtualClock::~VirtualClock() {
@@ -41,9 +30,16 @@ void VirtualClock::in(DWORD ms, std::function<void()> action) {
         const std::scoped_lock locked(actionsLock);
         actions.emplace_back(std::move(action));
     } else if (ms == 0)
-        std::async(std::launch::async, action).get();
+        act(action);
     else
         agenda.emplace(elapsed + ms, std::move(action));
+}
+
+void VirtualClock::act(const std::function<void()>& action) const {
+    if (oneThread)
+        action();
+    else
+        std::async(std::launch::async, action).get();
 }
 
 void VirtualClock::joinActions() {
@@ -60,7 +56,7 @@ bool VirtualClock::actNext(unsigned long long limit) {
     elapsed = std::max(elapsed, next->first);
     const std::function<void()> action = std::move(next->second);
     agenda.erase(next);
-    std::async(std::launch::async, action).get();
+    act(action);
     return true;
 }
 

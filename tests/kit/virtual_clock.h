@@ -34,14 +34,18 @@ class VirtualClock {
     // threads.
     void useRealTime() { real = true; }
     bool isReal() const { return real; }
+    // From here on actions happen on the thread that sleeps or waits. For tests that make many runs.
+    void useOneThread() { oneThread = true; }
     void joinActions();
 
   private:
     void pass(DWORD ms);
+    void act(const std::function<void()>& action) const;
     DWORD wait(HANDLE object, DWORD ms);
     bool actNext(unsigned long long limit);
 
     bool real = false;
+    bool oneThread = false;
     DWORD startTicks = 100'000;
     unsigned long long elapsed = 0;
     std::multimap<unsigned long long, std::function<void()>> agenda;
