@@ -168,10 +168,7 @@ std::optional<DWORD> VARNEL::DIALING::confirmFirstDial() {
 DWORD VARNEL::DIALING::redial() {
     LOG_LINE(2, "dialUp(" + phoneBook + "," + entryName +
                     ") return ERROR_DIAL_ALREADY_IN_PROGRESS or DailFakeSuccess");
-    const bool hungUp = dialDown(id);
-    // A first connection that could not be confirmed may not be among those that a hang-up by id looks at.
-    if (HRASCONN unconfirmed = std::exchange(conn, nullptr); unconfirmed != nullptr && !hungUp)
-        dialDown(unconfirmed, "");
+    dialDown(id);
     if (!moveEntryToFreshName())
         return ERROR_DIAL_ALREADY_IN_PROGRESS;
     const DWORD result = secondDial();
