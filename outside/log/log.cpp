@@ -55,7 +55,7 @@ void LOG::print(int recordLevel, const char* file, long line, const char* format
     if (recordLevel > level)
         return;
     const LastErrorKept lastErrorKept;
-    va_list arguments = {};
+    va_list arguments; // NOLINT(cppcoreguidelines-init-variables)
     va_start(arguments, format);
     try {
         write(recordLevel, file, line, logging::formatted(format ? format : "", arguments));

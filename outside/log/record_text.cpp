@@ -81,7 +81,7 @@ std::string oneLine(const std::string& text) {
 }
 
 std::string formatted(const char* format, va_list arguments) {
-    va_list first = {};
+    va_list first; // NOLINT(cppcoreguidelines-init-variables)
     va_copy(first, arguments);
     const int length = std::vsnprintf(nullptr, 0, format, first);
     va_end(first);

@@ -42,7 +42,7 @@ DWORD getPorts(SIDE side, DWORD level, LPBYTE* buffer) {
     if (level != portLevel)
         return ERROR_NOT_SUPPORTED;
     const MPR_SERVER_1 ports = readPorts(side);
-    *buffer = static_cast<BYTE*>(std::malloc(sizeof ports));
+    *buffer = static_cast<BYTE*>(std::malloc(sizeof ports)); // NOLINT(clang-analyzer-unix.MallocSizeof)
     if (*buffer == nullptr)
         return ERROR_NOT_ENOUGH_MEMORY;
     std::memcpy(*buffer, &ports, sizeof ports);
@@ -53,6 +53,7 @@ DWORD getPorts(SIDE side, DWORD level, LPBYTE* buffer) {
 
 extern "C" {
 
+// The system's header has names of its own. NOLINTBEGIN(readability-inconsistent-declaration-parameter-name)
 BOOL WINAPI MprAdminIsServiceRunning(LPWSTR) {
     return routerRuns() ? TRUE : FALSE;
 }
@@ -134,4 +135,5 @@ DWORD WINAPI MprConfigBufferFree(LPVOID buffer) {
     return ERROR_SUCCESS;
 }
 
+// NOLINTEND(readability-inconsistent-declaration-parameter-name)
 } // extern "C"
