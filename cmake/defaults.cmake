@@ -38,3 +38,6 @@ if(VARNEL_CHECKED)
 endif()
 
 option(VARNEL_COVERAGE "Count the branches taken in the library" OFF)
+if(VARNEL_COVERAGE)
+  add_compile_definitions(VARNEL_COVERAGE)
+endif()
