@@ -125,7 +125,7 @@ class KilledHost {
 
 TEST_CASE("a host that is killed at any moment starts again as if nothing had been") {
     const Campaign campaign("kills");
-    const int kills = campaign.soak ? 500 : 50;
+    const int kills = campaign.soak ? 200 : 50;
     std::mt19937 random(campaign.seed);
     KilledHost host;
     std::array targets = {Target{init, "VARNEL::init("}, Target{init + dials, "VARNEL::dialUp(harbor"},
