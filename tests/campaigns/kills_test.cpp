@@ -78,8 +78,8 @@ class KilledHost {
         CHECK(second.exitCode == 0);
         CHECK(GetFileVersion(driver.string()) == carriedVersion);
         CHECK_FALSE(fs::exists(staged));
-        CHECK(entriesIn(world.phonebookOf("harbor")) == 1);
-        CHECK(entriesIn(textOf(phonebookOfAllUsers())) == 1);
+        CHECK(entriesOf("harbor", world.phonebookOf("harbor")) == 1);
+        CHECK(entriesOf("north", textOf(phonebookOfAllUsers())) == 1);
         CHECK(count(second.output, ": connected, entry") == 2);
         CHECK(canBind(1723));
     }
@@ -113,7 +113,9 @@ class KilledHost {
         return phonebook.empty() || phonebook.ends_with('\n');
     }
 
-    static std::size_t entriesIn(const std::string& phonebook) { return count("\n" + phonebook, "\n["); }
+    static std::size_t entriesOf(const std::string& id, const std::string& phonebook) {
+        return count("\n" + phonebook, "\n[" + id + " #");
+    }
 
     const World world;
     const std::string session;
