@@ -1,6 +1,7 @@
 # The shipped host program, library and modules run as a person runs them; nothing of them is redirected.
 add_library(end_to_end_kit STATIC end_to_end_kit.cpp)
 target_link_libraries(end_to_end_kit PUBLIC test_main)
+target_precompile_headers(end_to_end_kit REUSE_FROM test_headers)
 add_dependencies(end_to_end_kit varnel_host standin_ras)
 
 add_wine_test(end_to_end_test
@@ -19,6 +20,7 @@ set_tests_properties(end_to_end_load_test PROPERTIES RUN_SERIAL TRUE)
 # TCP port 1723 is one for all prefixes, so these take turns with the others that use it.
 add_library(computer_kit STATIC computer_kit.cpp)
 target_link_libraries(computer_kit PUBLIC end_to_end_kit helper helper2 ws2_32 advapi32 shell32 shlwapi)
+target_precompile_headers(computer_kit REUSE_FROM test_headers)
 add_dependencies(computer_kit standin_router standin_service)
 foreach(name end_to_end_init_test kills_test)
   string(REGEX REPLACE "^kills" "campaigns/kills" source ${name}.cpp)

@@ -13,6 +13,7 @@ add_library(varnel_kit STATIC
 target_link_libraries(varnel_kit PUBLIC varnel log helper helper2 test_main ws2_32 ole32 oleaut32 uuid)
 
 target_include_directories(varnel_kit PUBLIC ${CMAKE_CURRENT_SOURCE_DIR})
+target_precompile_headers(varnel_kit REUSE_FROM test_headers)
 
 add_wine_test(varnel_test
   SOURCES
