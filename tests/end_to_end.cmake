@@ -56,4 +56,5 @@ foreach(computer "5.2;C.UTF-8;since" "6.1;C.UTF-8;before" "10;zh_CN.UTF-8;before
   add_computer_test(end_to_end_init_test-${windows} ${windows} ${language} end_to_end_init_test "~[${other} Vista]")
 endforeach()
 add_computer_test(kills_test 5.2 C.UTF-8 kills_test)
-set_tests_properties(kills_test PROPERTIES LABELS campaign TIMEOUT 3600)
+set_tests_properties(kills_test PROPERTIES LABELS campaign TIMEOUT 3600 COST 200)
+set_tests_properties(computer-5.2 PROPERTIES COST 250)
