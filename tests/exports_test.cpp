@@ -55,7 +55,7 @@ bool contains(const Range& range, const T& value) {
     return std::find(std::begin(range), std::end(range), value) != std::end(range);
 }
 
-bool isKnown(const ImportTable::Entry& import) {
+[[maybe_unused]] bool isKnown(const ImportTable::Entry& import) {
     if (isRunTime(import.module))
         return true;
     if (equal(import.module, "msvcrt.dll"))
