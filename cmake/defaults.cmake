@@ -34,7 +34,7 @@ if(VARNEL_CHECKED)
     "$<$<COMPILE_LANGUAGE:CXX>:-fsanitize=undefined;-fno-sanitize=enum;-fsanitize-undefined-trap-on-error>")
   add_compile_definitions(_FORTIFY_SOURCE=2 _GLIBCXX_ASSERTIONS VARNEL_CHECKED)
   # The guard's own library is linked in, so that no further DLL is needed.
-  link_libraries(-Wl,-Bstatic,-lssp,-Bdynamic)
+  link_libraries(-l:libssp.a)
 endif()
 
 option(VARNEL_COVERAGE "Count the branches taken in the library" OFF)

@@ -12,8 +12,7 @@ namespace standin {
 // Copies as much of `text` as fits; the rest of the field, its last character at least, becomes zero.
 template<std::size_t size>
 void fillField(char (&field)[size], std::string_view text) {
-    const std::size_t length = std::min(text.size(), size - 1);
-    std::memcpy(field, text.data(), length);
+    const std::size_t length = text.copy(field, size - 1);
     std::memset(field + length, 0, size - length);
 }
 
