@@ -56,12 +56,13 @@ DWORD LyingRas::enumerateConnections(LPRASCONNA first, LPDWORD size, LPDWORD cou
     for (DWORD i = 0; i < std::min(room, shown); ++i, next += connSize) {
         auto& record = *reinterpret_cast<RASCONNA*>(next);
         Lies::smear(&record, connSize);
-        record.hrasconn = lies.handle();
+        const HRASCONN handle = lies.handle(); // the record's own is not aligned for a reference to it
+        record.hrasconn = handle;
         const std::string name = lies.fill(record.szEntryName, entryNameField, lies.entryName());
         lies.fill(record.szPhonebook, phoneBookField, "C:\\peers\\node7\\pptp.pbk");
         if (code != 0 || i >= *count)
             continue;
-        lies.connections.emplace(record.hrasconn, name);
+        lies.connections.emplace(handle, name);
         lies.entries.insert(name);
     }
     return code;
