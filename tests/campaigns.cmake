@@ -13,7 +13,6 @@ add_campaign(failure_sweep_test
   SOURCES
     campaigns/failure_sweep_test.cpp
     campaigns/plausible_failures.cpp
-    campaigns/sweep_watchdog.cpp
     campaigns/scripted_files.cpp
     campaigns/sweep_world.cpp
     campaigns/dialing_situations.cpp

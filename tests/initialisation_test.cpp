@@ -8,14 +8,6 @@ class Initialisation : public VarnelTest {
     ScriptedComputer computer;
     std::wstring message = L"of an earlier call";
 
-    // What a host asks of init.
-    struct Ask {
-        bool kestrin = false;
-        bool ombrel = false;
-        bool anyAddress = false;
-        bool onlyClient = false;
-        bool disableRemoteAccess = false;
-    };
     bool init(const Ask& ask) {
         return VARNEL::init(privates::pptpsrvDialDownCallback, ask.kestrin, ask.ombrel, ask.anyAddress,
                             ask.onlyClient, ask.disableRemoteAccess, message);

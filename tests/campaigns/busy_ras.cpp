@@ -2,6 +2,7 @@
 
 #include "lies.h"
 #include "tests/kit/imports.h"
+#include "tests/kit/record_sizes.h"
 
 #include <future>
 
@@ -9,7 +10,6 @@
 
 namespace {
 
-constexpr DWORD connSize = 696;
 constexpr int notifierThreads = 4;
 constexpr DWORD waitPiece = 20; // ms of real time
 

@@ -4,8 +4,8 @@
 #include "campaign.h"
 #include "plausible_failures.h"
 #include "situations.h"
-#include "sweep_watchdog.h"
 #include "tests/kit/complaints.h"
+#include "watchdog.h"
 
 #include <algorithm>
 
@@ -100,15 +100,14 @@ class Sweep {
 
     const Campaign& campaign;
     std::mt19937 random;
-    SweepWatchdog watchdog;
+    Watchdog watchdog{campaign, std::chrono::seconds(30)};
     Faults::Calls reached; // in the present situation: the most calls of each function in one run
     std::size_t situations = 0, runs = 0, failingCalls = 0, pairs = 0, broken = 0;
 };
 
 bool Sweep::disturb(const Situation& situation, const Disturbance& planned) {
     const std::string name = textOf(situation, planned);
-    watchdog.begins(name);
-    ++runs;
+    const Watchdog::Call call(watchdog, 0, name.c_str(), ++runs);
     World world;
     Breaches breaches;
     situation.arrange(world);

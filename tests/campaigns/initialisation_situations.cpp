@@ -45,15 +45,6 @@ const std::set<std::string_view> dispensable = {"SHGetFolderPathA",
                                                 "GetPortOccupyProcessW",
                                                 "setsockopt"};
 
-// What a host asks of init.
-struct Ask {
-    bool kestrin = false;
-    bool ombrel = false;
-    bool anyAddress = false;
-    bool onlyClient = false;
-    bool disableRemoteAccess = false;
-};
-
 bool logsSome(World& world, const std::string& text) {
     const Lines lines = world.log(2);
     return std::any_of(lines.begin(), lines.end(),

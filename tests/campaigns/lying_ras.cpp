@@ -1,16 +1,11 @@
 #include "lying_system.h"
 #include "tests/kit/imports.h"
+#include "tests/kit/record_sizes.h"
 
 #include <raserror.h>
 
 namespace {
 
-constexpr DWORD connSize = 696;
-constexpr DWORD entryNameSize = 532;
-constexpr DWORD entrySize = 2088;
-constexpr DWORD dialParamsSize = 1064;
-constexpr DWORD statusSize = 288;
-constexpr DWORD pppIpSize = 48;
 constexpr DWORD shown = 6; // records that are filled with names; the others hold junk
 
 template<std::size_t SIZE>

@@ -2,6 +2,7 @@
 // crashes nor hangs, stays within its buffers, releases what it was lent, and touches nothing foreign.
 #include "campaign.h"
 #include "lying_system.h"
+#include "tests/kit/record_sizes.h"
 #include "tests/kit/scripted_networks.h"
 #include "tests/kit/varnel_test.h"
 #include "watchdog.h"
@@ -122,7 +123,6 @@ void LyingRecords::initialise() {
 
 // The caller's record ends where its memory ends.
 void LyingRecords::dialUp3() {
-    constexpr DWORD dialParamsSize = 1064;
     void* const block = current<"HeapAlloc">()(nullptr, HEAP_ZERO_MEMORY, dialParamsSize);
     auto& params = *static_cast<RASDIALPARAMSA*>(block);
     params.dwSize = dialParamsSize;

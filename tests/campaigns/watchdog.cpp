@@ -2,10 +2,13 @@
 
 #include "tests/kit/imports.h"
 
+#include <exception>
+
 Watchdog::Watchdog(const Campaign& campaign_, std::chrono::seconds patience_)
     : campaign(campaign_), patience(patience_), watching([this] { watch(); }) {
     only = this;
     SetUnhandledExceptionFilter(&crashed);
+    std::set_terminate([] { blame("let an exception out of where none may pass"); });
 }
 
 Watchdog::~Watchdog() {
@@ -25,9 +28,9 @@ void Watchdog::noteImports() {
 #undef NOTE_IMPORT
 }
 
-Watchdog::Call::Call(Watchdog& watchdog, std::size_t thread, const char* operation, unsigned long run) {
+Watchdog::Call::Call(Watchdog& watchdog, std::size_t thread, const char* operation, std::size_t run) {
     own = &watchdog.threads.at(thread);
-    own->import = "none";
+    own->import = "unknown";
     own->run = run;
     own->since = std::chrono::steady_clock::now();
     own->operation = operation;
@@ -63,10 +66,14 @@ void Watchdog::end(std::size_t number, const char* what) const {
 }
 
 // A thread that is outside every call is one of a notifier.
+void Watchdog::blame(const char* what) {
+    if (only == nullptr)
+        std::abort();
+    if (own != nullptr)
+        only->end(static_cast<std::size_t>(own - only->threads.data()), what);
+    only->end(0, (std::string(what) + ", or a notifier beside it").c_str());
+}
+
 long __stdcall Watchdog::crashed(struct _EXCEPTION_POINTERS*) {
-    if (only != nullptr && own != nullptr)
-        only->end(static_cast<std::size_t>(own - only->threads.data()), "crashed");
-    if (only != nullptr)
-        only->end(0, "crashed, or a notifier beside it");
-    return EXCEPTION_CONTINUE_SEARCH;
+    blame("crashed");
 }

@@ -1,5 +1,6 @@
-// Ends the program with a failure when a call into the library does not return in time or crashes, and says
-// which call that was, in which run, and which import it had called last.
+// Ends the program with a failure when a call into the library does not return in time, crashes or lets an
+// exception out of where none may pass; says which call that was, in which run, and which import it had
+// called last.
 #pragma once
 
 #include "campaign.h"
@@ -21,10 +22,10 @@ class Watchdog {
     // From here on calls of imports are noted, until the test forgets its behaviours.
     static void noteImports();
 
-    // A call into the library, for as long as it lasts. Calls do not nest.
+    // A call into the library, for as long as it lasts; `operation` outlives it. Calls do not nest.
     class Call {
       public:
-        Call(Watchdog& watchdog, std::size_t thread, const char* operation, unsigned long run);
+        Call(Watchdog& watchdog, std::size_t thread, const char* operation, std::size_t run);
         ~Call();
         Call(const Call&) = delete;
         Call& operator=(const Call&) = delete;
@@ -35,13 +36,14 @@ class Watchdog {
     struct Thread {
         std::atomic<const char*> operation = nullptr; // none: outside the library
         std::atomic<const char*> import = nullptr;
-        std::atomic<unsigned long> run = 0;
+        std::atomic<std::size_t> run = 0;
         std::atomic<Time> since = Time();
     };
 
     void watch();
     void endIfBlocked(std::size_t number);
     [[noreturn]] void end(std::size_t number, const char* what) const;
+    [[noreturn]] static void blame(const char* what);
     static long __stdcall crashed(struct _EXCEPTION_POINTERS*);
 
     const Campaign& campaign;

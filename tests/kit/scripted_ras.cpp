@@ -2,6 +2,7 @@
 
 #include "complaints.h"
 #include "imports.h"
+#include "record_sizes.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -10,13 +11,6 @@
 #include <raserror.h>
 
 namespace {
-
-constexpr DWORD connSize = 696;
-constexpr DWORD entryNameSize = 532;
-constexpr DWORD entrySize = 2088;
-constexpr DWORD dialParamsSize = 1064;
-constexpr DWORD statusSize = 288;
-constexpr DWORD pppIpSize = 48;
 
 // A text that fills the field is left without an end.
 template<std::size_t SIZE>

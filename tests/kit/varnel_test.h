@@ -29,6 +29,15 @@ struct Wish {
     DWORD ip = 0x0A000001;
 };
 
+// What a host asks of init.
+struct Ask {
+    bool kestrin = false;
+    bool ombrel = false;
+    bool anyAddress = false;
+    bool onlyClient = false;
+    bool disableRemoteAccess = false;
+};
+
 class VarnelTest {
   public:
     VarnelTest();

@@ -1,0 +1,11 @@
+// Sizes of the service's narrow records, in bytes, as Windows 5.2 and later have them on 64 bits.
+#pragma once
+
+#include <windows.h>
+
+inline constexpr DWORD connSize = 696;
+inline constexpr DWORD entryNameSize = 532;
+inline constexpr DWORD entrySize = 2088;
+inline constexpr DWORD dialParamsSize = 1064;
+inline constexpr DWORD statusSize = 288;
+inline constexpr DWORD pppIpSize = 48;
