@@ -306,3 +306,15 @@ TEST_CASE_METHOD(Dialing,
     CHECK(ras.answers.back() == 0);
     CHECK(clock.passed() == 11'000);
 }
+
+TEST_CASE_METHOD(Dialing, "with logging off no text is built, and the traces are still handed over") {
+    LOG::level = 0;
+    whenRasDials({refused(633), refused(633)});
+    CHECK(dial() == 633);
+    CHECK(timesCalled<"int2stru">() == 0);
+    whenRasDials({connects()});
+    CHECK(dial() == 0);
+    CHECK(timesCalled<"int2stru">() == ras.answers.size()); // each names its callback id in its trace
+    CHECK(log() == Lines{});
+    CHECK(trace().front() == "3 ==>>VARNEL::dialUp(" + peer + " ip 10.0.0.1)\n");
+}

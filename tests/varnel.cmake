@@ -22,7 +22,6 @@ add_wine_test(varnel_test
     notifier_test.cpp
     dial_attempt_test.cpp
     dialing_test.cpp
-    dialing_robustness_test.cpp
     phonebook_test.cpp
     entries_test.cpp
     hangup_test.cpp

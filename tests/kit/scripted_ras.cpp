@@ -168,16 +168,8 @@ DWORD ScriptedRas::dial(LPCSTR phoneBook, LPRASDIALPARAMSA params, LPVOID notifi
     return 0;
 }
 
-// Real time has no order between dials, only within one.
 void ScriptedRas::notifyAll(HRASCONN handle, const std::vector<Notification>& notifications, DWORD callbackId,
                             LPVOID notifier) {
-    if (clock.isReal()) {
-        clock.in(0, [=, this] {
-            for (const Notification& notification : notifications)
-                notify(handle, notification, callbackId, notifier);
-        });
-        return;
-    }
     for (const Notification& notification : notifications)
         clock.in(notification.after, [=, this] { notify(handle, notification, callbackId, notifier); });
 }

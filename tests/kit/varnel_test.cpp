@@ -60,7 +60,6 @@ VarnelTest::VarnelTest()
 }
 
 VarnelTest::~VarnelTest() {
-    clock.joinActions();
     Faults::plan(std::nullopt);
     settle();
     privates::pptpsrvDialDownCallback = nullptr;

@@ -61,7 +61,6 @@ class VarnelTest {
     DWORD dial() { return dial(Wish{}); }
     DWORD dialOnce(const Wish& wish);
     DWORD dialOnce() { return dialOnce(Wish{}); }
-    DWORD checkHandles(DWORD result);
     void whenRasDials(std::initializer_list<ScriptedRas::Dial> dials);
     // The codes of the next calls of a RAS function; 0 leaves a call to take its usual course.
     void whenRasAnswers(const std::string& function, std::initializer_list<DWORD> codes);
@@ -97,6 +96,7 @@ class VarnelTest {
   private:
     void record(bool isTrace, int level, const char* file, long line, const std::string& text);
     void followTrace(const std::string& text);
+    DWORD checkHandles(DWORD result);
 
     std::mutex logLock;
     struct Record {

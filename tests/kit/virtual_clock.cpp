@@ -17,19 +17,12 @@ namespace {
 
 VirtualClock::VirtualClock() {
     on<"Sleep">([this](DWORD ms) { pass(ms == 0 ? yieldTakes : ms); });
-    on<"GetTickCount">([this] { return real ? GetTickCount() : ticks(); });
+    on<"GetTickCount">([this] { return ticks(); });
     on<"WaitForSingleObject">([this](HANDLE object, DWORD ms) { return wait(object, ms); });
 }
 
-VirtualClock::~VirtualClock() {
-    joinActions();
-}
-
 void VirtualClock::in(DWORD ms, std::function<void()> action) {
-    if (real) {
-        const std::scoped_lock locked(actionsLock);
-        actions.emplace_back(std::move(action));
-    } else if (ms == 0)
+    if (ms == 0)
         act(action);
     else
         agenda.emplace(elapsed + ms, std::move(action));
@@ -40,12 +33,6 @@ void VirtualClock::act(const std::function<void()>& action) const {
         action();
     else
         std::async(std::launch::async, action).get();
-}
-
-void VirtualClock::joinActions() {
-    for (std::thread& action : actions)
-        action.join();
-    actions.clear();
 }
 
 // Does the next thing on the agenda that is due by `limit`; false when there is none.
@@ -61,8 +48,6 @@ bool VirtualClock::actNext(unsigned long long limit) {
 }
 
 void VirtualClock::pass(DWORD ms) {
-    if (real)
-        return;
     const unsigned long long end = elapsed + ms;
     while (actNext(end)) {
     }
@@ -70,8 +55,6 @@ void VirtualClock::pass(DWORD ms) {
 }
 
 DWORD VirtualClock::wait(HANDLE object, DWORD ms) {
-    if (real)
-        return WaitForSingleObject(object, ms);
     const unsigned long long end = ms == INFINITE ? ~0ULL : elapsed + ms;
     DWORD state = WaitForSingleObject(object, 0);
     while (state == WAIT_TIMEOUT && actNext(end))

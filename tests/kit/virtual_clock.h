@@ -6,9 +6,6 @@
 
 #include <functional>
 #include <map>
-#include <mutex>
-#include <thread>
-#include <vector>
 
 class VirtualClock {
   public:
@@ -16,7 +13,6 @@ class VirtualClock {
     static constexpr DWORD yieldTakes = 1; // ms
 
     VirtualClock();
-    ~VirtualClock();
     VirtualClock(const VirtualClock&) = delete;
     VirtualClock& operator=(const VirtualClock&) = delete;
 
@@ -30,13 +26,8 @@ class VirtualClock {
     // waiting thread.
     void in(DWORD ms, std::function<void()> action);
 
-    // From here on waits are real ones, sleeps end at once, and actions start at once. For tests with several
-    // threads.
-    void useRealTime() { real = true; }
-    bool isReal() const { return real; }
     // From here on actions happen on the thread that sleeps or waits. For tests that make many runs.
     void useOneThread() { oneThread = true; }
-    void joinActions();
 
   private:
     void pass(DWORD ms);
@@ -44,11 +35,8 @@ class VirtualClock {
     DWORD wait(HANDLE object, DWORD ms);
     bool actNext(unsigned long long limit);
 
-    bool real = false;
     bool oneThread = false;
     DWORD startTicks = 100'000;
     unsigned long long elapsed = 0;
     std::multimap<unsigned long long, std::function<void()>> agenda;
-    std::mutex actionsLock;
-    std::vector<std::thread> actions;
 };
