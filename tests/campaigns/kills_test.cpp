@@ -2,8 +2,8 @@
 // half done. For a computer before Windows Vista, where the most is to be undone.
 #include "outside/Helper.h"
 #include "tests/campaigns/campaign.h"
-#include "tests/computer_kit.h"
-#include "tests/end_to_end_kit.h"
+#include "tests/end_to_end/computer_kit.h"
+#include "tests/end_to_end/host_kit.h"
 
 #include <catch2/catch.hpp>
 #include <fmt/format.h>

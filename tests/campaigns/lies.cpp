@@ -1,4 +1,4 @@
-#include "lies.h"
+#include "tests/campaigns/lies.h"
 
 #include <fmt/format.h>
 

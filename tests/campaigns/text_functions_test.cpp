@@ -1,9 +1,9 @@
 // The pure text functions, held to what must be true of every text: round trips, bounds, agreement with
 // Windows.
-#include "campaign.h"
-#include "lies.h"
 #include "outside/Helper.h"
-#include "properties.h"
+#include "tests/campaigns/campaign.h"
+#include "tests/campaigns/lies.h"
+#include "tests/campaigns/properties.h"
 #include "tests/kit/private_members.h"
 
 #include <catch2/catch.hpp>

@@ -1,4 +1,4 @@
-#include "watchdog.h"
+#include "tests/campaigns/watchdog.h"
 
 #include "tests/kit/imports.h"
 

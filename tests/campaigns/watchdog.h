@@ -3,7 +3,7 @@
 // called last.
 #pragma once
 
-#include "campaign.h"
+#include "tests/campaigns/campaign.h"
 
 #include <array>
 #include <atomic>

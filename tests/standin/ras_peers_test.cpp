@@ -1,5 +1,5 @@
 // peers.ini: how it is read, and what is said of mistakes in it.
-#include "tests/standin_ras_kit.h"
+#include "tests/standin/ras_kit.h"
 
 #include <catch2/catch.hpp>
 

@@ -1,11 +1,11 @@
 // Every call that can fail is made to fail, in every situation: alone, and with all later calls of its
 // function; with each code that the function plausibly gives. What was promised must hold all the same, and
 // the next undisturbed call must work.
-#include "campaign.h"
 #include "plausible_failures.h"
 #include "situations.h"
+#include "tests/campaigns/campaign.h"
+#include "tests/campaigns/watchdog.h"
 #include "tests/kit/complaints.h"
-#include "watchdog.h"
 
 #include <algorithm>
 

@@ -1,5 +1,5 @@
 // Connections as they are listed, shared and looked at.
-#include "tests/standin_ras_kit.h"
+#include "tests/standin/ras_kit.h"
 
 #include <catch2/catch.hpp>
 

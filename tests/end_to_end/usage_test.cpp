@@ -1,5 +1,5 @@
 // What the program says and returns when it is used wrongly, and how a session goes on.
-#include "end_to_end_kit.h"
+#include "tests/end_to_end/host_kit.h"
 
 #include <catch2/catch.hpp>
 #include <fmt/format.h>

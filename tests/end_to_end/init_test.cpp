@@ -2,8 +2,8 @@
 //
 // Cases with the tag [before Vista] or [since Vista] need a prefix of such a Windows, the others do with any;
 // and in any language, since the messages are asked for in the system's.
-#include "computer_kit.h"
-#include "end_to_end_kit.h"
+#include "tests/end_to_end/computer_kit.h"
+#include "tests/end_to_end/host_kit.h"
 
 #include <winsock2.h>
 

@@ -1,5 +1,5 @@
 // What several processes see of each other's connections.
-#include "tests/standin_ras_kit.h"
+#include "tests/standin/ras_kit.h"
 
 #include <catch2/catch.hpp>
 

@@ -1,6 +1,6 @@
 #include "busy_ras.h"
 
-#include "lies.h"
+#include "tests/campaigns/lies.h"
 #include "tests/kit/imports.h"
 #include "tests/kit/record_sizes.h"
 

@@ -1,5 +1,5 @@
 // Phonebook files and their entries.
-#include "tests/standin_ras_kit.h"
+#include "tests/standin/ras_kit.h"
 
 #include <catch2/catch.hpp>
 

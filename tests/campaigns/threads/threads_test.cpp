@@ -2,10 +2,10 @@
 // and the host ends the library's work in the middle of hang-ups. Each dial gets its own outcome, names and
 // ids stay unique, nobody is told after the end, and nothing is left.
 #include "busy_ras.h"
-#include "campaign.h"
-#include "lies.h"
+#include "tests/campaigns/campaign.h"
+#include "tests/campaigns/lies.h"
+#include "tests/campaigns/watchdog.h"
 #include "tests/kit/varnel_test.h"
-#include "watchdog.h"
 
 #include <climits>
 

@@ -1,5 +1,5 @@
 // Dialling through the stand-in, as far as every dial goes the same way.
-#include "tests/standin_ras_kit.h"
+#include "tests/standin/ras_kit.h"
 
 #include <catch2/catch.hpp>
 

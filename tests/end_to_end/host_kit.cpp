@@ -1,4 +1,4 @@
-#include "end_to_end_kit.h"
+#include "tests/end_to_end/host_kit.h"
 
 #include <fstream>
 #include <iterator>

@@ -1,4 +1,4 @@
-#include "tests/standin_ras_kit.h"
+#include "tests/standin/ras_kit.h"
 
 #include <catch2/catch.hpp>
 

@@ -1,7 +1,7 @@
-#include "computer_kit.h"
+#include "tests/end_to_end/computer_kit.h"
 
-#include "end_to_end_kit.h"
 #include "outside/Helper2.h"
+#include "tests/end_to_end/host_kit.h"
 
 #include <catch2/catch.hpp>
 #include <fmt/format.h>

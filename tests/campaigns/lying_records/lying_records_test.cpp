@@ -1,11 +1,11 @@
 // Each run calls one operation of the library in a system that lies. Whatever it is told, the library neither
 // crashes nor hangs, stays within its buffers, releases what it was lent, and touches nothing foreign.
-#include "campaign.h"
 #include "lying_system.h"
+#include "tests/campaigns/campaign.h"
+#include "tests/campaigns/watchdog.h"
 #include "tests/kit/record_sizes.h"
 #include "tests/kit/scripted_networks.h"
 #include "tests/kit/varnel_test.h"
-#include "watchdog.h"
 
 namespace {
 

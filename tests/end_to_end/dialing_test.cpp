@@ -1,5 +1,5 @@
 // Dials, look-ups and hang-ups through the shipped program and library.
-#include "end_to_end_kit.h"
+#include "tests/end_to_end/host_kit.h"
 
 #include <catch2/catch.hpp>
 #include <fmt/format.h>

@@ -2,7 +2,7 @@
 // library asks of it is held against what it may ask.
 #pragma once
 
-#include "lies.h"
+#include "tests/campaigns/lies.h"
 #include "tests/kit/virtual_clock.h"
 
 class LyingRas {

@@ -1,7 +1,7 @@
 // What is in the log of a process that ends, in whatever way. Each such process is this program again, with a
 // hidden case.
-#include "log_kit.h"
 #include "tests/kit/import_table.h"
+#include "tests/outside/log_kit.h"
 
 #include <atomic>
 

@@ -1,5 +1,5 @@
 // What comes of a dial, by the behaviour of the peer.
-#include "tests/standin_ras_kit.h"
+#include "tests/standin/ras_kit.h"
 
 #include <catch2/catch.hpp>
 

@@ -1,5 +1,5 @@
-#include "log_kit.h"
 #include "tests/kit/import_table.h"
+#include "tests/outside/log_kit.h"
 
 #include <map>
 #include <regex>
