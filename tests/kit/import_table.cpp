@@ -1,6 +1,7 @@
 #include "import_table.h"
 
 #include <algorithm>
+#include <cstddef>
 
 namespace {
 

@@ -110,7 +110,7 @@ Faults::Calls Faults::counted() {
 
 void LogPrint::thunk(int level, const char* file, long line, const char* format, ...) {
     char text[2048];
-    std::va_list arguments;
+    std::va_list arguments; // NOLINT(cppcoreguidelines-init-variables)
     va_start(arguments, format);
     std::vsnprintf(text, sizeof text, format, arguments);
     va_end(arguments);

@@ -164,14 +164,10 @@ DWORD ScriptedRas::dial(LPCSTR phoneBook, LPRASDIALPARAMSA params, LPVOID notifi
         *conn = handle;
     if (script.code != 0)
         return script.code;
-    notifyAll(handle, script.notifications, static_cast<DWORD>(params->dwCallbackId), notifier);
-    return 0;
-}
-
-void ScriptedRas::notifyAll(HRASCONN handle, const std::vector<Notification>& notifications, DWORD callbackId,
-                            LPVOID notifier) {
-    for (const Notification& notification : notifications)
+    const auto callbackId = static_cast<DWORD>(params->dwCallbackId);
+    for (const Notification& notification : script.notifications)
         clock.in(notification.after, [=, this] { notify(handle, notification, callbackId, notifier); });
+    return 0;
 }
 
 void ScriptedRas::notify(HRASCONN handle, const Notification& notification, DWORD callbackId,

@@ -70,13 +70,11 @@ class ScriptedRas {
   private:
     DWORD scripted(const std::string& function);
     Entry* findEntry(const std::string& phoneBook, const std::string& name);
-    void notifyAll(HRASCONN handle, const std::vector<Notification>& notifications, DWORD callbackId,
-                   LPVOID notifier);
     void notify(HRASCONN handle, const Notification& notification, DWORD callbackId, LPVOID notifier);
 
     DWORD dial(LPCSTR phoneBook, LPRASDIALPARAMSA params, LPVOID notifier, LPHRASCONN conn);
     DWORD hangUp(HRASCONN conn);
-    DWORD status(HRASCONN conn, LPRASCONNSTATUSA status);
+    DWORD status(HRASCONN conn, LPRASCONNSTATUSA record);
     DWORD projection(HRASCONN conn, RASPROJECTION kind, LPVOID record, LPDWORD size);
     DWORD enumerateConnections(LPRASCONNA first, LPDWORD size, LPDWORD count);
     DWORD enumerateEntries(LPCSTR phoneBook, LPRASENTRYNAMEA first, LPDWORD size, LPDWORD count);
