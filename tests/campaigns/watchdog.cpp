@@ -30,7 +30,7 @@ void Watchdog::noteImports() {
 
 Watchdog::Call::Call(Watchdog& watchdog, std::size_t thread, const char* operation, std::size_t run) {
     own = &watchdog.threads.at(thread);
-    own->import = "unknown";
+    own->import = nullptr;
     own->run = run;
     own->since = std::chrono::steady_clock::now();
     own->operation = operation;
@@ -58,8 +58,9 @@ void Watchdog::endIfBlocked(std::size_t number) {
 void Watchdog::end(std::size_t number, const char* what) const {
     const Thread& thread = threads[number];
     const char* const operation = thread.operation;
+    const char* const import = thread.import;
     fmt::print("{}, last import {}, run {}, thread {}: {}\n", operation != nullptr ? operation : "a call",
-               thread.import.load(), thread.run.load(), number, what);
+               import != nullptr ? import : "not noted", thread.run.load(), number, what);
     campaign.report("FAILED");
     TerminateProcess(GetCurrentProcess(), EXIT_FAILURE); // which waits for nobody
     std::abort();

@@ -35,7 +35,7 @@ class Watchdog {
     using Time = std::chrono::steady_clock::time_point;
     struct Thread {
         std::atomic<const char*> operation = nullptr; // none: outside the library
-        std::atomic<const char*> import = nullptr;
+        std::atomic<const char*> import = nullptr;    // none: not noted
         std::atomic<std::size_t> run = 0;
         std::atomic<Time> since = Time();
     };
