@@ -73,8 +73,7 @@ class ThisService {
 class Installed {
   public:
     Installed(const std::string& serviceName, DWORD type, DWORD start, const std::string& image)
-        : name(serviceName) {
-        manager = OpenSCManagerA(nullptr, nullptr, SC_MANAGER_ALL_ACCESS);
+        : name(serviceName), manager(OpenSCManagerA(nullptr, nullptr, SC_MANAGER_ALL_ACCESS)) {
         service =
             CreateServiceA(manager, name.c_str(), name.c_str(), SERVICE_ALL_ACCESS, type, start,
                            SERVICE_ERROR_NORMAL, image.c_str(), nullptr, nullptr, nullptr, nullptr, nullptr);
