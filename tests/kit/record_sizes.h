@@ -1,4 +1,4 @@
-// Sizes of the service's narrow records, in bytes, as Windows 5.2 and later have them on 64 bits.
+// Sizes in bytes of the service's narrow records, as callers built for Windows 2000 know them.
 #pragma once
 
 #include <windows.h>

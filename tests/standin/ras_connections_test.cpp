@@ -104,7 +104,7 @@ TEST_CASE("records are listed in the size of the caller's generation") {
     CHECK(all.bytes == 2 * size);
     for (DWORD i = 0; i < 2; ++i) {
         RASCONNA connection{};
-        std::memcpy(&connection, all.buffer.data() + i * size, connectionSize);
+        std::memcpy(&connection, all.buffer.data() + i * size, connSize);
         CHECK(connection.dwSize == size);
         CHECK(connection.hrasconn == (i == 0 ? first : second).handle);
         CHECK(std::string(connection.szEntryName) == (i == 0 ? "a" : "b"));
@@ -113,8 +113,8 @@ TEST_CASE("records are listed in the size of the caller's generation") {
         CHECK(connection.dwSubEntry == 1);
         CHECK(connection.guidEntry.Data1 != 0);
     }
-    CHECK(std::string(all.buffer.data() + size + connectionSize, size - connectionSize) ==
-          std::string(size - connectionSize, '\0'));
+    CHECK(std::string(all.buffer.data() + size + connSize, size - connSize) ==
+          std::string(size - connSize, '\0'));
     CHECK(all.buffer[2 * size] == 'x');
 }
 
@@ -124,25 +124,25 @@ TEST_CASE("room and size of an enumeration are checked") {
     DWORD bytes = 0, count = 7;
     CHECK(RasEnumConnectionsA(nullptr, &bytes, &count) == 0);
     CHECK(count == 0);
-    CHECK(enumerate(connectionSize, connectionSize).count == 0);
-    CHECK(enumerate(connectionSize + 1, 4096).result == ERROR_INVALID_SIZE);
+    CHECK(enumerate(connSize, connSize).count == 0);
+    CHECK(enumerate(connSize + 1, 4096).result == ERROR_INVALID_SIZE);
 
     Dial dial(computer, "a");
     connect(dial);
     CHECK(RasEnumConnectionsA(nullptr, nullptr, &count) == ERROR_INVALID_PARAMETER);
     CHECK(RasEnumConnectionsA(nullptr, &bytes, nullptr) == ERROR_INVALID_PARAMETER);
     CHECK(RasEnumConnectionsA(nullptr, &bytes, &count) == ERROR_BUFFER_TOO_SMALL);
-    CHECK(bytes >= connectionSize);
+    CHECK(bytes >= connSize);
     CHECK(count == 1);
-    for (const DWORD room : {DWORD{0}, connectionSize - 1}) {
-        const Enumeration tight = enumerate(connectionSize, room);
+    for (const DWORD room : {DWORD{0}, connSize - 1}) {
+        const Enumeration tight = enumerate(connSize, room);
         CHECK(tight.result == ERROR_BUFFER_TOO_SMALL);
-        CHECK(tight.bytes == connectionSize);
+        CHECK(tight.bytes == connSize);
         CHECK(tight.buffer[4] == 'x');
     }
     CHECK(enumerate(0, 0).result == ERROR_INVALID_SIZE);
-    CHECK(enumerate(connectionSize - 1, 4096).result == ERROR_INVALID_SIZE);
-    CHECK(enumerate(connectionSize, connectionSize).result == 0);
+    CHECK(enumerate(connSize - 1, 4096).result == ERROR_INVALID_SIZE);
+    CHECK(enumerate(connSize, connSize).result == 0);
 }
 
 TEST_CASE("the status is given in the size of the caller's generation") {
@@ -170,8 +170,8 @@ TEST_CASE("the addresses of a link are known once they are agreed") {
     for (int i = 1; i <= 4; ++i)
         computer.addEntry(std::to_string(i), "10.1.1." + std::to_string(i));
     RASPPPIPA addresses{};
-    addresses.dwSize = projectionSize;
-    DWORD bytes = projectionSize;
+    addresses.dwSize = pppIpSize;
+    DWORD bytes = pppIpSize;
 
     Dial dial(computer, "1");
     connect(dial);
@@ -190,9 +190,9 @@ TEST_CASE("the addresses of a link are known once they are agreed") {
         CHECK(addresses.szServerIpAddress[0] == 'x');
     }
     SECTION("not into too little room, nor for what cannot be asked") {
-        bytes = projectionSize - 1;
+        bytes = pppIpSize - 1;
         CHECK(RasGetProjectionInfoA(dial.handle, RASP_PppIp, &addresses, &bytes) == ERROR_BUFFER_TOO_SMALL);
-        CHECK(bytes == projectionSize);
+        CHECK(bytes == pppIpSize);
         CHECK(RasGetProjectionInfoA(dial.handle, RASP_PppIp, nullptr, &bytes) == ERROR_BUFFER_TOO_SMALL);
         CHECK(RasGetProjectionInfoA(dial.handle, RASP_PppIp, &addresses, nullptr) == ERROR_INVALID_PARAMETER);
         CHECK(RasGetProjectionInfoA(dial.handle, RASP_PppCcp, &addresses, &bytes) ==

@@ -195,17 +195,17 @@ bool isGoneInTime(HRASCONN handle) {
 }
 
 std::vector<std::string> connectedEntries() {
-    std::vector<char> buffer(connectionSize * 256, 'x');
-    std::memcpy(buffer.data(), &connectionSize, sizeof connectionSize);
+    std::vector<char> buffer(connSize * 256, 'x');
+    std::memcpy(buffer.data(), &connSize, sizeof connSize);
     DWORD bytes = static_cast<DWORD>(buffer.size());
     DWORD count = 0;
     REQUIRE(RasEnumConnectionsA(reinterpret_cast<RASCONNA*>(buffer.data()), &bytes, &count) == 0);
-    REQUIRE(bytes == count * connectionSize);
+    REQUIRE(bytes == count * connSize);
     std::vector<std::string> names;
     for (DWORD i = 0; i < count; ++i) {
         RASCONNA connection{};
-        std::memcpy(&connection, buffer.data() + i * connectionSize, connectionSize);
-        CHECK(connection.dwSize == connectionSize);
+        std::memcpy(&connection, buffer.data() + i * connSize, connSize);
+        CHECK(connection.dwSize == connSize);
         names.push_back(textOf(connection.szEntryName));
     }
     return names;

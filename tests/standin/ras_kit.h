@@ -1,6 +1,8 @@
 // A computer with remote access of its own for each test, and verbs to dial with.
 #pragma once
 
+#include "tests/kit/record_sizes.h"
+
 #include <windows.h>
 
 #include <condition_variable>
@@ -14,14 +16,6 @@
 #include <vector>
 
 namespace standin_test {
-
-// The sizes of callers built for Windows 2000.
-inline constexpr DWORD connectionSize = 696;
-inline constexpr DWORD statusSize = 288;
-inline constexpr DWORD dialParamsSize = 1064;
-inline constexpr DWORD entryNameSize = 532;
-inline constexpr DWORD entrySize = 2088;
-inline constexpr DWORD projectionSize = 48;
 
 inline constexpr DWORD patience = 20'000; // ms for what takes a few
 
