@@ -61,6 +61,11 @@ void expectTold(World& world, const Situation& situation, const Fault& fault, Br
                     "the log tells of it");
 }
 
+void expectSilence(World& world, Breaches& breaches) {
+    for (const std::string& line : world.log(2))
+        breaches.expect(false, "the log tells of no failure where there is none: " + line);
+}
+
 void judge(World& world, const Situation& situation, const Disturbance& disturbance, Breaches& breaches) {
     situation.operation.promises(world, disturbance, breaches);
     if (disturbance.all().size() == 1 && !world.outcome.threw)
@@ -111,6 +116,7 @@ bool Sweep::disturb(const Situation& situation, const Disturbance& planned) {
     World world;
     Breaches breaches;
     situation.arrange(world);
+    const bool calm = world.isCalm();
     Faults::plan(planned.all());
     Faults::count();
     act(world, situation, planned, breaches);
@@ -118,6 +124,8 @@ bool Sweep::disturb(const Situation& situation, const Disturbance& planned) {
     for (const auto& [function, calls] : Faults::counted())
         reached[function] = std::max(reached[function], calls);
     Faults::plan(std::nullopt);
+    if (calm && struck.none())
+        expectSilence(world, breaches);
     judge(world, situation, struck, breaches);
     tryAgain(world, situation, breaches);
     show(name, breaches);

@@ -131,6 +131,8 @@ Operation init(const Ask& ask, bool expected = true) {
                     if (!outcome.threw && !disturbance.hitsAny({"FindFirstFileA", "FindNextFileA"}))
                         breaches.expect(ask.onlyClient || world.told() == world.validPeers(),
                                         "the host is told of each known peer");
+                    if (disturbance.hits("FindNextFileA", ERROR_NOT_ENOUGH_MEMORY))
+                        breaches.expect(world.told().empty(), "a search that breaks off clears nothing");
                     if (disturbance.none()) {
                         expectStaleEntriesGone(world, ask, breaches);
                         expectSettings(world, ask, breaches);

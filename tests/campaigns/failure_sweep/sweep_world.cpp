@@ -153,6 +153,14 @@ bool World::isEnabled(const std::string& service) const {
     return found != computer.services.end() && found->second.enabled;
 }
 
+bool World::isCalm() const {
+    return ras.dials.empty() && ras.codes.empty() && computer.portTakenFor == 0 && computer.stopError == 0 &&
+           computer.states == decltype(computer.states){SERVICE_STOPPED} &&
+           std::ranges::all_of(computer.services, [](const auto& service) {
+               return service.second.canBeEnabled && service.second.refusesToStop == 0;
+           });
+}
+
 void World::calm() {
     ras.dials.clear();
     ras.codes.clear();

@@ -69,7 +69,8 @@ class World : public VarnelTest {
 
     // As of any test; of the router and the network list too.
     void settle();
-    // Ends what the situation scripted, so that nothing stands in the way of the next call.
+    // Whether the situation scripts nothing that stands in a call's way; ends what does.
+    bool isCalm() const;
     void calm();
 
   private:
