@@ -1,6 +1,7 @@
 // How the remote-access service reports the progress of a dial attempt.
 #include "Varnel.h"
 #include "call_trace.h"
+#include "fields.h"
 #include "log_line.h"
 #include "outside/Helper.h"
 
@@ -74,8 +75,7 @@ void logOutcome(RASCONNSTATE state, DWORD error) {
     if (error != 0) {
         char text[256] = {};
         RasGetErrorStringA(error, text, sizeof text);
-        text[sizeof text - 1] = '\0';
-        LOG_LINE(2, "Error: " + int2stru(error) + " - " + text);
+        LOG_LINE(2, "Error: " + int2stru(error) + " - " + textOfField(text));
     } else if (state == RASCS_Connected) {
         LOG_LINE(3, "Connection completed.");
     } else if (state == RASCS_Disconnected) {

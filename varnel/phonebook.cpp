@@ -1,5 +1,6 @@
 // Where phonebook files are, and the system's lock on them.
 #include "Varnel.h"
+#include "fields.h"
 #include "log_line.h"
 #include "outside/Helper.h"
 #include "owners.h"
@@ -30,8 +31,7 @@ void VARNEL::getPublicPhoneBook() {
         LOG_LINE(2, "SHGetFolderPath(CSIDL_COMMON_APPDATA) fail, error " + int2stru(error));
         return;
     }
-    folder[MAX_PATH - 1] = '\0';
-    std::string path = folder;
+    std::string path = textOfField(folder);
     if (path.empty())
         return;
     if (path.back() != '\\')

@@ -2,6 +2,7 @@
 // the registry keys of the WAN miniports.
 #include "Varnel.h"
 #include "call_trace.h"
+#include "fields.h"
 #include "log_line.h"
 #include "outside/Helper.h"
 #include "registry.h"
@@ -106,8 +107,7 @@ bool findAdapter(FOUND found) {
             return false;
         if (listed != ERROR_SUCCESS)
             continue;
-        name[sizeof name - 1] = '\0';
-        if (found(classPath + "\\" + name))
+        if (found(classPath + "\\" + textOfField(name)))
             return true;
     }
     return false;
