@@ -88,8 +88,9 @@ class VARNEL_API VARNEL {
     // ended. Calls for different peers may run at once. The entry goes into the peer's own phonebook, or into
     // that of all users. `requireEncryption` demands MS-CHAP v2 and data encryption. 0 on success; ~0 when
     // `id` or `password` is empty; 87 when the id is not a peer's, or one of the two does not fit the
-    // service's records (an id of more than 244 or a password of more than 256 characters); else the
-    // service's code.
+    // service's records (an entry name or a password of more than 256 characters); else the service's code.
+    // From its first dial on the library stays loaded until the process ends: a dial that has run into its
+    // time limit goes on in the service, which will still call the library.
     static DWORD dialUp(const std::string& id, const std::string& password, bool usePublicPhoneBook,
                         bool requireEncryption, DWORD ip);
 
@@ -171,6 +172,7 @@ class VARNEL_API VARNEL {
 
     // The steps of the longer operations; each is defined in that operation's own source.
     class DIALING;
+    class HANGING_UP;
     class INITIALISATION;
     class KESTRIN;
 };

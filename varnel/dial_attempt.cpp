@@ -2,6 +2,7 @@
 #include "Varnel.h"
 #include "call_trace.h"
 #include "log_line.h"
+#include "module_instance.h"
 #include "outside/Helper.h"
 #include "ras_records.h"
 
@@ -27,6 +28,13 @@ class REGISTRATION {
     const unsigned int callbackId;
     const boost::shared_ptr<DIALUP_CALLBACK::ITEM> item;
 };
+
+// A dial goes on in the service after its time limit, and notifies even then: the library may not be gone.
+void stayLoaded() {
+    HMODULE self = nullptr;
+    GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_PIN | GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
+                       reinterpret_cast<LPCSTR>(moduleInstance), &self);
+}
 
 DWORD waitForEnd(const DIALUP_CALLBACK::ITEM& attempt, DWORD timeout) {
     switch (WaitForSingleObject(attempt.hEvent, timeout)) {
@@ -57,6 +65,7 @@ void logPppAddress(HRASCONN conn) {
 DWORD VARNEL::dialUp3(const std::string& phoneBook, RASDIALPARAMSA& dialParams, DWORD timeout,
                       HRASCONN* conn) {
     const CALL_TRACE trace("VARNEL::dialUp3", "", __LINE__, 3);
+    stayLoaded();
     const long callbackId = getCallbackIdIndex();
     dialParams.dwCallbackId = static_cast<ULONG_PTR>(static_cast<LONG_PTR>(callbackId));
 

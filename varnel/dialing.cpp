@@ -1,6 +1,7 @@
 // The dial-up procedure: entry, dial, confirmation, and a redial under a fresh name.
 #include "Varnel.h"
 #include "call_trace.h"
+#include "hanging_up.h"
 #include "log_line.h"
 #include "outside/Helper.h"
 #include "owners.h"
@@ -24,12 +25,8 @@ constexpr DWORD retryPause = 1'000;        // ms
 constexpr int maxTries = 3;
 constexpr int maxRenames = 256;
 
-// An entry name is the id and a suffix of up to 12 characters, " #" and a positive int; neither is ever cut.
-constexpr std::size_t maxIdLength = RAS_MaxEntryName - 12;
-static_assert(maxIdLength <= UNLEN);
-
 bool fitsDialParams(const std::string& id, const std::string& password) {
-    return id.size() <= maxIdLength && password.size() <= PWLEN && id.find('\0') == std::string::npos &&
+    return id.size() <= UNLEN && password.size() <= PWLEN && id.find('\0') == std::string::npos &&
            password.find('\0') == std::string::npos;
 }
 
@@ -85,6 +82,7 @@ class VARNEL::DIALING {
     std::optional<DWORD> confirmFirstDial();
     DWORD redial();
     bool moveEntryToFreshName();
+    DWORD renameEntry() const;
     DWORD secondDial();
     DWORD confirmSecondDial();
 
@@ -168,7 +166,7 @@ std::optional<DWORD> VARNEL::DIALING::confirmFirstDial() {
 DWORD VARNEL::DIALING::redial() {
     LOG_LINE(2, "dialUp(" + phoneBook + "," + entryName +
                     ") return ERROR_DIAL_ALREADY_IN_PROGRESS or DailFakeSuccess");
-    dialDown(id);
+    HANGING_UP::peer(id, conn);
     if (!moveEntryToFreshName())
         return ERROR_DIAL_ALREADY_IN_PROGRESS;
     const DWORD result = secondDial();
@@ -177,11 +175,18 @@ DWORD VARNEL::DIALING::redial() {
     return result;
 }
 
+// A name that has grown out of its field is refused as the service refuses one.
+DWORD VARNEL::DIALING::renameEntry() const {
+    if (entryName.size() > RAS_MaxEntryName)
+        return ERROR_INVALID_NAME;
+    return RasRenameEntryA(phoneBookArgument(phoneBook), params.szEntryName, entryName.c_str());
+}
+
 bool VARNEL::DIALING::moveEntryToFreshName() {
     DWORD error = ERROR_ALREADY_EXISTS;
     for (int renames = 0; renames < maxRenames && error == ERROR_ALREADY_EXISTS; ++renames) {
         entryName = getEntryNameWithSuffix(id, true);
-        error = RasRenameEntryA(phoneBookArgument(phoneBook), params.szEntryName, entryName.c_str());
+        error = renameEntry();
         if (error == ERROR_ALREADY_EXISTS)
             removeEntry(phoneBook, entryName);
     }

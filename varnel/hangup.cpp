@@ -2,6 +2,7 @@
 #include "Varnel.h"
 #include "active_connections.h"
 #include "call_trace.h"
+#include "hanging_up.h"
 #include "log_line.h"
 #include "outside/Helper.h"
 
@@ -103,6 +104,11 @@ bool VARNEL::dialDown(HRASCONN conn, const std::string& id) {
 }
 
 bool VARNEL::dialDown(const std::string& id) {
+    HRASCONN none = nullptr;
+    return HANGING_UP::peer(id, none);
+}
+
+bool VARNEL::HANGING_UP::peer(const std::string& id, HRASCONN& dialled) {
     const CALL_TRACE trace("VARNEL::dialDown", id, __LINE__, 3);
     if (id.empty())
         return false;
@@ -113,6 +119,8 @@ bool VARNEL::dialDown(const std::string& id) {
             const std::string entryName = connections.entryName(i);
             if (!matchId(entryName, id))
                 continue;
+            if (connections.handle(i) == dialled)
+                dialled = nullptr;
             hungUp = dialDown(connections.handle(i), "");
             logHangUp(entryName, hungUp);
             removeEntry(connections.phoneBook(i), entryName);

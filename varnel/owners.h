@@ -53,6 +53,13 @@ struct KERNEL_OBJECT {
     static void release(TYPE object) { CloseHandle(object); }
 };
 
+// A mutex that this thread has acquired; its handle is somebody else's.
+struct OWNED_MUTEX {
+    using TYPE = HANDLE;
+    static TYPE none() { return nullptr; }
+    static void release(TYPE mutex) { ReleaseMutex(mutex); }
+};
+
 struct HEAP_BLOCK {
     using TYPE = void*;
     static TYPE none() { return nullptr; }

@@ -65,9 +65,8 @@ void chkRasPbFile() {
         return;
     }
     const DWORD state = WaitForSingleObject(mutex.get(), 0);
-    const bool owned = state == WAIT_OBJECT_0 || state == WAIT_ABANDONED;
-    if (owned)
-        ReleaseMutex(mutex.get());
+    const bool acquired = state == WAIT_OBJECT_0 || state == WAIT_ABANDONED;
+    const OWNER<OWNED_MUTEX> owned(acquired ? mutex.get() : nullptr);
     if (state == WAIT_ABANDONED)
         LOG_LINE(2, "The RasPbFile is ABANDONED");
     else if (!owned)

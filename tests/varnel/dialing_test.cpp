@@ -73,7 +73,7 @@ TEST_CASE_METHOD(Dialing, "what cannot be dialled is refused before the service 
     const Case c = GENERATE(values<Case>({{"", "secret", ~DWORD{0}},
                                           {"Node", "", ~DWORD{0}},
                                           {"..", "secret", ERROR_INVALID_PARAMETER},
-                                          {std::string(245, 'n'), "secret", ERROR_INVALID_PARAMETER},
+                                          {std::string(254, 'n'), "secret", ERROR_INVALID_PARAMETER},
                                           {std::string(300, 'n'), "secret", ERROR_INVALID_PARAMETER},
                                           {"Node", std::string(257, 'p'), ERROR_INVALID_PARAMETER},
                                           {"No\0de"s, "secret", ERROR_INVALID_PARAMETER},
@@ -90,10 +90,16 @@ TEST_CASE_METHOD(Dialing, "what cannot be dialled is refused before the service 
     CHECK(privates::dialUp2(c.id, c.password, false, false, 1) == ERROR_INVALID_PARAMETER);
 }
 
-TEST_CASE_METHOD(Dialing, "the longest id still has room for every suffix") {
+TEST_CASE_METHOD(Dialing, "the longest id is dialled, and a suffix that it has no room for ends the redial") {
+    const std::string longest(253, 'n');
     on<"CheckIdFormat">([](auto...) { return true; });
-    CHECK(VARNEL::dialUp(std::string(244, 'n'), "secret", false, false, 1) == 0);
-    CHECK(ras.connections.at(0).entryName == std::string(244, 'n') + " #0");
+    CHECK(VARNEL::dialUp(longest, "secret", false, false, 1) == 0);
+    CHECK(ras.connections.at(0).entryName == longest + " #0");
+    for (int i = 0; i < 9; ++i)
+        privates::getEntryNameWithSuffix(longest, true);
+    ras.dials = {refused(756)};
+    CHECK(privates::dialUp2(longest, "secret", false, false, 1) == 756);
+    CHECK(log().end()[-2] == "2 RasRenameEntry fail, error 123");
 }
 
 TEST_CASE_METHOD(Dialing, "without an entry, or a place for a private one, nothing is dialled") {
