@@ -56,3 +56,8 @@ void* ImportTable::replace(std::string_view name, void* replacement) {
     *entry->slot = replacement;
     return originals.back().second;
 }
+
+bool ImportTable::isReplaced(const Entry& entry) const {
+    return std::any_of(originals.begin(), originals.end(),
+                       [&entry](const auto& original) { return original.first == entry.slot; });
+}

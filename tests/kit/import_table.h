@@ -24,6 +24,7 @@ class ImportTable {
 
     const std::vector<Entry>& entries() const { return all; }
     bool hasDelayedImports() const { return delayed; }
+    bool isReplaced(const Entry& entry) const;
 
     // Puts `replacement` in the place of import `name`. What stood there, or null when nothing of that name
     // is imported.
