@@ -31,6 +31,4 @@ target_compile_definitions(system_headers PUBLIC
 # What most sources begin with, read once: other targets say REUSE_FROM system_headers. Boost is left out, since merely
 # to have read it costs each source more than all of these do.
 target_precompile_headers(system_headers PRIVATE
-  <winsock2.h> <windows.h> <ras.h> <shlobj.h>
-  <algorithm> <chrono> <filesystem> <functional> <map> <memory> <mutex> <optional> <set> <string> <vector>
-  <fmt/format.h>)
+  <winsock2.h> <windows.h> <ras.h> <algorithm> <memory> <optional> <string> <vector> <fmt/format.h>)
