@@ -29,6 +29,7 @@ target_compile_definitions(system_headers PUBLIC
   BOOST_ALL_NO_LIB BOOST_USE_WINAPI_VERSION=0x0502 BOOST_THREAD_DONT_USE_CHRONO BOOST_ERROR_CODE_HEADER_ONLY)
 
 # What most sources begin with, read once: other targets say REUSE_FROM system_headers. Boost is left out, since merely
-# to have read it costs each source more than all of these do.
+# to have read it costs each source more than all of these do. Targets that share them must be optimised alike: the
+# compiler crashes over headers that were precompiled at another level.
 target_precompile_headers(system_headers PRIVATE
   <winsock2.h> <windows.h> <ras.h> <algorithm> <memory> <optional> <string> <vector> <fmt/format.h>)
