@@ -1,7 +1,7 @@
 // The port-redirect driver, service "Kestrin": the kernel loads it at boot on 32-bit Windows.
 //
-// This build redirects nothing. It is the image that the library carries, installs and updates: it loads, answers no
-// requests, owns nothing, and can be unloaded at any time.
+// This build redirects nothing. It is the image that the library carries, installs and updates: it loads,
+// answers no requests, owns nothing, and can be unloaded at any time.
 #include <ntddk.h>
 
 static DRIVER_UNLOAD unload;

@@ -1,7 +1,7 @@
 // The DNS-filter driver, service "Ombrel": started on demand, before Windows Vista.
 //
-// This build filters nothing. It has the shape of a TDI filter, but makes no device and attaches to none, so that no
-// request reaches it, and it can be unloaded at any time.
+// This build filters nothing. It has the shape of a TDI filter, but makes no device and attaches to none, so
+// that no request reaches it, and it can be unloaded at any time.
 #include <ntddk.h>
 #include <tdikrnl.h>
 

@@ -7,14 +7,10 @@
 #include <functional>
 #include <span>
 #include <string>
-#include <vector>
 
 class BackgroundDials;
 class Console;
-
-namespace CLI {
-class App;
-}
+class Options;
 
 enum class PasswordFrom { console, standardInput, fileOnly };
 
@@ -39,7 +35,7 @@ struct Command {
     const char* examples;
     bool mayRunInBackground;
     // Adds the command's arguments to `options`; the action finds in them what was given.
-    Action (*declare)(CLI::App& options);
+    Action (*declare)(Options& options);
 };
 
 // Those that do something for a peer, those for the whole computer, and those that only a session has.
@@ -49,10 +45,3 @@ std::span<const Command> sessionCommands();
 
 // The command of that name among all; null when there is none.
 const Command* findCommand(const std::string& name);
-
-// Adds the commands to `app`. The one that a later parse meets puts its action into `chosen`.
-void declareCommands(CLI::App& app, std::span<const Command> commands, Action& chosen);
-
-// Parses `words` (UTF-8) and runs the action that they choose, or else `otherwise`. Tells what is wrong with
-// them.
-ExitCode parseAndRun(CLI::App& app, std::vector<std::string> words, const Action& chosen, Context& context);

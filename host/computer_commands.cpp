@@ -1,4 +1,5 @@
 #include "background_dials.h"
+#include "command_line.h"
 #include "commands.h"
 #include "console.h"
 #include "interruption.h"
@@ -8,7 +9,6 @@
 #include "text.h"
 #include "varnel/Varnel.h"
 
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -113,23 +113,23 @@ ExitCode status(Context& context) {
     return ExitCode::done;
 }
 
-Action declareInit(CLI::App& options) {
+Action declareInit(Options& options) {
     const auto arguments = std::make_shared<InitArguments>();
-    options.add_flag("--kestrin", arguments->kestrin,
-                     "Install the port-redirect driver Kestrin (32-bit Windows only)");
-    options.add_flag("--ombrel", arguments->ombrel,
-                     "Install the DNS-filter driver Ombrel (before Windows Vista only)");
-    options.add_flag("--any-address", arguments->anyAddress,
-                     "TCP port 1723 must be free on every address, not only on 127.0.0.1");
-    options.add_flag("--only-client", arguments->onlyClient,
-                     "Dial out only: leave the port, the stale entries and the RemoteAccess service alone");
-    options.add_flag("--disable-remote-access", arguments->disableRemoteAccess,
-                     "Disable the RemoteAccess service before it is stopped");
+    options.flag("--kestrin", arguments->kestrin,
+                 "Install the port-redirect driver Kestrin (32-bit Windows only)");
+    options.flag("--ombrel", arguments->ombrel,
+                 "Install the DNS-filter driver Ombrel (before Windows Vista only)");
+    options.flag("--any-address", arguments->anyAddress,
+                 "TCP port 1723 must be free on every address, not only on 127.0.0.1");
+    options.flag("--only-client", arguments->onlyClient,
+                 "Dial out only: leave the port, the stale entries and the RemoteAccess service alone");
+    options.flag("--disable-remote-access", arguments->disableRemoteAccess,
+                 "Disable the RemoteAccess service before it is stopped");
     return [arguments](Context& context) { return init(*arguments, context); };
 }
 
 template<ExitCode (*command)(Context&)>
-Action declareBare(CLI::App&) {
+Action declareBare(Options&) {
     return command;
 }
 

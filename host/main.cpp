@@ -1,4 +1,5 @@
 #include "background_dials.h"
+#include "command_line.h"
 #include "commands.h"
 #include "console.h"
 #include "interruption.h"
@@ -6,14 +7,15 @@
 #include "outside/Log.h"
 #include "session.h"
 #include "text.h"
-#include "usage_error.h"
 
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 #include <windows.h>
 
 #include <exception>
+#include <memory>
+#include <utility>
+#include <vector>
 
 namespace {
 
@@ -65,34 +67,24 @@ std::string versions() {
     return fmt::format("varnel-host {}, Varnel.dll {}", fileVersion(nullptr), fileVersion(L"Varnel.dll"));
 }
 
-void declareLogOptions(CLI::App& app) {
-    app.add_option_function<long>(
-           "--log-level", [](const long& level) { LOG::level = level; },
-           "Log 0 nothing, 1 major actions, 2 failures too, 3 all")
-        ->check(CLI::Range(0, 3))
-        ->option_text("N");
-    app.add_option_function<std::string>(
-           "--log-file",
-           [](const std::string& file) {
-               SetEnvironmentVariableW(L"TAVIK_LOG_FILE", utf82unicode(file).c_str());
-           },
-           "Log into this file; - is standard error")
-        ->option_text("FILE");
+void declareLogOptions(Options& options) {
+    options.number("--log-level", LOG::level, 0, 3, "Log 0 nothing, 1 major actions, 2 failures too, 3 all");
+    options.file(
+        "--log-file",
+        [](const std::string& file) {
+            SetEnvironmentVariableW(L"TAVIK_LOG_FILE", utf82unicode(file).c_str());
+        },
+        "Log into this file; - is standard error");
 }
 
-Action declareSession(CLI::App& options) {
+Action declareSession(Options& options) {
     const auto given = std::make_shared<SessionOptions>();
-    options.add_option("SCRIPT", given->script, "The file with the commands");
-    options
-        .add_option("--password-file", given->passwordFile,
-                    "The password of dials that name no file themselves")
-        ->option_text("FILE");
-    CLI::Option* stop = options.add_flag("--stop-on-error", given->stopOnError,
-                                         "Read no further line once a command has failed");
-    options
-        .add_flag_callback(
-            "--keep-going", [] {}, "Read on after a failed command, which is the rule")
-        ->excludes(stop);
+    options.word("SCRIPT", given->script, "The file with the commands");
+    options.file(
+        "--password-file", [given](const std::string& file) { given->passwordFile = file; },
+        "The password of dials that name no file themselves");
+    options.flag("--stop-on-error", given->stopOnError, "Read no further line once a command has failed");
+    options.ruleFlag("--keep-going", "--stop-on-error", "Read on after a failed command, which is the rule");
     return [given](Context& context) { return runSession(*given, context.console); };
 }
 
@@ -102,29 +94,22 @@ constexpr Command programCommands[] = {
 };
 
 ExitCode runProgram(Console& console, std::vector<std::string> words) {
-    CLI::App app(
-        "Prepares the computer, connects to peers over PPTP, hangs them up, and tells what is connected.",
-        "varnel-host");
-    app.allow_windows_style_options(false);
-    app.fallthrough();
-    app.require_subcommand(0, 1);
-    app.get_formatter()->label("SUBCOMMAND", "COMMAND");
-    app.set_version_flag("--version", versions,
-                         "Print the versions of the program and of the library, and exit");
-    app.footer(programHelp);
-    declareLogOptions(app);
-    Action chosen = [](Context& context) { return runSession({}, context.console); };
-    declareCommands(app, peerCommands(), chosen);
-    declareCommands(app, computerCommands(), chosen);
-    declareCommands(app, programCommands, chosen);
-
+    const ProgramLine program = {
+        .name = "varnel-host",
+        .summary =
+            "Prepares the computer, connects to peers over PPTP, hangs them up, and tells what is connected.",
+        .help = programHelp,
+        .versions = versions,
+        .declareOptions = declareLogOptions,
+        .furtherCommands = programCommands,
+        .withoutCommand = [](Context& context) { return runSession({}, context.console); }};
     BackgroundDials background;
     Context context{.console = console,
                     .background = background,
                     .passwordFrom =
                         console.readsConsole() ? PasswordFrom::console : PasswordFrom::standardInput,
                     .where = "varnel-host: "};
-    return parseAndRun(app, std::move(words), chosen, context);
+    return runProgramLine(program, std::move(words), context);
 }
 
 } // namespace

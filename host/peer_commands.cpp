@@ -1,4 +1,5 @@
 #include "background_dials.h"
+#include "command_line.h"
 #include "commands.h"
 #include "console.h"
 #include "dial.h"
@@ -8,7 +9,6 @@
 #include "usage_error.h"
 #include "varnel/Varnel.h"
 
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 #include <memory>
@@ -97,24 +97,24 @@ ExitCode showEntry(const std::string& givenId, Context& context) {
     return ExitCode::done;
 }
 
-Action declareDial(CLI::App& options) {
+Action declareDial(Options& options) {
     const auto arguments = std::make_shared<DialArguments>();
-    options.add_option("ID", arguments->id, "The peer's id, which is also the user name")->required();
-    options.add_option("ADDRESS", arguments->address, "The IPv4 address of the peer's server")->required();
-    options
-        .add_option("--password-file", arguments->passwordFile, "The password is the first line of this file")
-        ->option_text("FILE");
-    options.add_flag("--public", arguments->usePublicPhoneBook,
-                     "Write the entry into the phonebook of all users, not into the peer's own");
-    options.add_flag("--no-encryption", arguments->noEncryption,
-                     "Do not demand MS-CHAP v2 and encryption, as is done otherwise");
+    options.requiredWord("ID", arguments->id, "The peer's id, which is also the user name");
+    options.requiredWord("ADDRESS", arguments->address, "The IPv4 address of the peer's server");
+    options.file(
+        "--password-file", [arguments](const std::string& file) { arguments->passwordFile = file; },
+        "The password is the first line of this file");
+    options.flag("--public", arguments->usePublicPhoneBook,
+                 "Write the entry into the phonebook of all users, not into the peer's own");
+    options.flag("--no-encryption", arguments->noEncryption,
+                 "Do not demand MS-CHAP v2 and encryption, as is done otherwise");
     return [arguments](Context& context) { return dial(*arguments, context); };
 }
 
 template<ExitCode (*command)(const std::string&, Context&)>
-Action declareForPeer(CLI::App& options) {
+Action declareForPeer(Options& options) {
     const auto id = std::make_shared<std::string>();
-    options.add_option("ID", *id, "The peer's id")->required();
+    options.requiredWord("ID", *id, "The peer's id");
     return [id](Context& context) { return command(*id, context); };
 }
 

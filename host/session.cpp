@@ -1,6 +1,7 @@
 #include "session.h"
 
 #include "background_dials.h"
+#include "command_line.h"
 #include "commands.h"
 #include "console.h"
 #include "interruption.h"
@@ -8,7 +9,6 @@
 #include "session_line.h"
 #include "usage_error.h"
 
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -114,15 +114,8 @@ class Session {
 
     ExitCode runCommand(const SessionLine& line) {
         checkCommand(line);
-        CLI::App app;
-        app.allow_windows_style_options(false);
-        app.require_subcommand(1);
-        Action chosen;
-        declareCommands(app, peerCommands(), chosen);
-        declareCommands(app, computerCommands(), chosen);
-        declareCommands(app, sessionCommands(), chosen);
         context.inBackground = line.inBackground;
-        return parseAndRun(app, line.words, chosen, context);
+        return runSessionLine(line.words, context);
     }
 
     void record(int line, ExitCode code) {

@@ -7,10 +7,6 @@
 
 class Console;
 
-namespace CLI {
-class App;
-}
-
 struct SessionOptions {
     std::string script = {}; // empty: the console, or standard input when that is no console
     std::string passwordFile = {};

@@ -1,9 +1,9 @@
 #include "background_dials.h"
+#include "command_line.h"
 #include "commands.h"
 #include "console.h"
 #include "usage_error.h"
 
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 #include <memory>
@@ -34,23 +34,18 @@ ExitCode help(const std::string& topic, Context& context) {
     }
     if (findCommand(topic) == nullptr)
         throw UsageError(fmt::format("there is no command \"{}\"; help lists them", topic));
-    CLI::App app;
-    Action unused;
-    declareCommands(app, peerCommands(), unused);
-    declareCommands(app, computerCommands(), unused);
-    declareCommands(app, sessionCommands(), unused);
-    context.console.result(app.get_subcommand(topic)->help());
+    context.console.result(helpOn(topic));
     return ExitCode::done;
 }
 
-Action declareHelp(CLI::App& options) {
+Action declareHelp(Options& options) {
     const auto topic = std::make_shared<std::string>();
-    options.add_option("COMMAND", *topic, "The command to tell more of");
+    options.word("COMMAND", *topic, "The command to tell more of");
     return [topic](Context& context) { return help(*topic, context); };
 }
 
 template<ExitCode (*command)(Context&)>
-Action declareBare(CLI::App&) {
+Action declareBare(Options&) {
     return command;
 }
 
