@@ -32,11 +32,6 @@ constexpr const char* usualFacts[] = {
 
 constexpr char publicPhoneBook[] = "C:\\all\\Microsoft\\Network\\Connections\\Pbk\\rasphone.pbk";
 
-std::string fill(LPSTR path, const std::string& text) {
-    path[text.copy(path, MAX_PATH - 1)] = '\0';
-    return text;
-}
-
 DWORD waitForLock(Computer& computer) {
     const std::string state = computer.facts.get("lock");
     if (state == "held")
@@ -63,9 +58,8 @@ BOOL foundNext(std::vector<std::string>& names, LPWIN32_FIND_DATAA found) {
         return FALSE;
     }
     *found = {};
-    if (!names.front().ends_with('/'))
-        found->dwFileAttributes = FILE_ATTRIBUTE_DIRECTORY;
-    fillField(found->cFileName, names.front().substr(0, names.front().find('/')));
+    found->dwFileAttributes = answers::number(names.front().ends_with('/') ? 0 : FILE_ATTRIBUTE_DIRECTORY);
+    answers::fill(found->cFileName, names.front().substr(0, names.front().find('/')));
     names.erase(names.begin());
     return TRUE;
 }
@@ -125,7 +119,7 @@ void answerForFiles() {
         return facts.erase(source) ? TRUE : FALSE;
     });
     on<"GetFileVersion">([](const std::string& path) {
-        return static_cast<unsigned long long>(theComputer().facts.number("file " + path));
+        return static_cast<unsigned long long>(answers::number(theComputer().facts.number("file " + path)));
     });
     on<"GetPrivateConfigPathName">([](const char* id, const char* file) {
         return *id != '\0' ? "C:\\peers\\" + std::string(id) + "\\" + file : std::string();
@@ -169,11 +163,13 @@ void answerForSystem() {
     on<"IsWin2K">([] { return theComputer().facts.get("windows") == "2000"; });
     on<"IsWinXP">([] { return theComputer().facts.get("windows") == "XP"; });
     on<"GetWorkingPath">([] { return theComputer().facts.get("working folder"); });
-    on<"GetSystemDirectoryA">([](LPSTR path, UINT) {
-        return static_cast<UINT>(fill(path, theComputer().facts.get("system folder")).size());
+    on<"GetSystemDirectoryA">([](LPSTR path, UINT room) {
+        const std::string folder = theComputer().facts.get("system folder");
+        answers::fill(path, room, folder);
+        return UINT{answers::number(static_cast<DWORD>(folder.size()))};
     });
     on<"SHGetFolderPathA">([](HWND, int, HANDLE, DWORD, LPSTR path) {
-        fill(path, theComputer().facts.get("data folder"));
+        answers::fill(path, MAX_PATH, theComputer().facts.get("data folder"));
         return S_OK;
     });
     on<"logLine">([](int level, const char* file, long line, const std::string& text) {

@@ -121,9 +121,17 @@ void answerForRouterAndNetworks();
 void answerForHeap();
 void releaseHeapPages();
 
-// Fills a field of a record; a text as long as the field is left without an end.
+// Where the answers pass: they are honest unless the play is one of lies.
+namespace answers {
+inline bool lie = false;
+// Fills a field; a text as long as the field is left without an end. A lie may be any text, with or without
+// one.
+void fill(char* field, std::size_t room, const std::string& text);
 template<std::size_t SIZE>
-void fillField(char (&field)[SIZE], const std::string& text) {
-    const std::string_view part(text.data(), std::min(text.size(), SIZE));
-    std::fill(std::copy(part.begin(), part.end(), field), field + SIZE, '\0');
+void fill(char (&field)[SIZE], const std::string& text) {
+    fill(field, SIZE, text);
 }
+DWORD number(DWORD truth);
+// A connection as it is shown to the library.
+void show(RASCONNA& record, const Connection& connection);
+} // namespace answers

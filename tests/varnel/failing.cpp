@@ -166,7 +166,7 @@ void Disturbed::judgeResult(const Outcome& came, const Fault& fault) {
 
 } // namespace
 
-void playFailing(const std::vector<SituationFile>& files, const Way&, Tally& tally) {
+void playFailing(std::vector<SituationFile>& files, Tally& tally) {
     for (const SituationFile& file : files)
         for (const Situation& situation : file.situations) {
             const unsigned long failedBefore = tally.failed;

@@ -11,21 +11,14 @@
 
 namespace {
 
-// Fields of one kind are filled with a character of their own: a text with more of it than the field holds
-// was read past the field's end.
-struct Field {
-    char filler;
-    std::size_t longest;
-};
-constexpr Field entryName = {'\xC1', 256}, phoneBook = {'\xC2', 260}, address = {'\xC3', 15},
-                fileName = {'\xC4', 259}, folder = {'\xC5', 259}, keyName = {'\xC6', 255},
-                errorText = {'\xC7', 1023}, value = {'\xC8', 259},
-                foreign = {'\xC9', 0}; // whatever the library has no business with
-
 std::mt19937 chance;
 std::vector<std::string> peers;                    // whose entries and connections may be touched
 std::multimap<HRASCONN, std::string> shownHandles; // with the names under which they were shown
 bool anyConnection = false;                        // may be hung up
+
+// Fields of one size are filled with a character of their own: a text with more of it than the field holds
+// was read past the field's end.
+std::map<char, std::size_t> longestOf;
 
 DWORD below(DWORD end) {
     return static_cast<DWORD>(chance() % end);
@@ -35,33 +28,12 @@ bool oneIn(DWORD n) {
     return below(n) == 0;
 }
 
-DWORD number() {
-    static constexpr DWORD edges[] = {0, 1, 2, 3, 79, 80, 255, 256, 257, 0x7FFFFFFF, 0x80000000, 0xFFFFFFFF};
-    return oneIn(2) ? edges[below(std::size(edges))] : static_cast<DWORD>(chance()) >> below(32);
-}
-
-std::string text() {
-    static const std::string others[] = {"stranger #0",     "..", "con", "%s%n", "a/b", "999.1.1.1",
-                                         "ms_pptpminiport", ""};
-    const std::string id = peers.empty() ? "x" : peers.front();
+std::string anyText() {
+    static const std::string others[] = {"stranger #0",     "..",      "con", "%s%n", "a/b", "1", "999.1.1.1",
+                                         "ms_pptpminiport", "10.0.0.1"};
     static const std::string tails[] = {"", " #0", " #1", " #", "#0", "7 #0", " #9999999999"};
-    return oneIn(3) ? others[below(std::size(others))] : id + tails[below(std::size(tails))];
-}
-
-// What a reader who minds the field's size finds in it afterwards.
-std::string bend(char* place, std::size_t room, const Field& field) {
-    const std::string truth = text();
-    std::memset(place, field.filler, room);
-    if (!oneIn(4))
-        truth.copy(place, room);
-    if (truth.size() < room && !oneIn(3))
-        place[truth.size()] = '\0';
-    return {place, strnlen(place, std::min(room - 1, field.longest))};
-}
-
-template<std::size_t SIZE>
-std::string bend(char (&place)[SIZE], const Field& field) {
-    return bend(place, SIZE, field);
+    return oneIn(3) ? others[below(std::size(others))]
+                    : peers[below(static_cast<DWORD>(peers.size()))] + tails[below(std::size(tails))];
 }
 
 bool isPeers(std::string name) {
@@ -72,138 +44,38 @@ bool isPeers(std::string name) {
     });
 }
 
-void expectWithinFields(const std::string& told) {
-    for (const Field& field :
-         {entryName, phoneBook, address, fileName, folder, keyName, errorText, value, foreign})
-        if (told.find(std::string(field.longest + 1, field.filler)) != std::string::npos)
-            complain("a text runs past its field: " + told);
-}
-
-// Lets `lie` change what an import has answered.
-template<Name NAME, class LIE>
-void lieAbout(LIE lie) {
-    on<NAME>([lie, honest = Call<NAME>::answer](auto... arguments) {
-        auto result = honest(arguments...);
-        lie(result, arguments...);
-        return result;
-    });
-}
-
 template<Name NAME, class CHECK>
-void check(CHECK right) {
-    on<NAME>([right, honest = Call<NAME>::answer](auto... arguments) {
-        if (!right(arguments...))
+void check(CHECK isRight) {
+    on<NAME>([isRight, honest = Call<NAME>::answer](auto... arguments) {
+        if (!isRight(arguments...))
             complain(text::call(NAME.view(), arguments...) + ": of a stranger");
         return honest(arguments...);
     });
 }
 
-void lieAboutRemoteAccess() {
-    lieAbout<"RasEnumConnectionsA">([](DWORD& code, LPRASCONNA first, LPDWORD size, LPDWORD count) {
-        *size = number();
-        *count = oneIn(3) ? number() : below(5);
-        for (DWORD i = 0; i < 3; ++i) { // the least that there is room for
-            auto& record = *reinterpret_cast<RASCONNA*>(reinterpret_cast<char*>(first) + i * 696);
-            std::memset(&record, foreign.filler, 696);
-            HRASCONN const handle = reinterpret_cast<HRASCONN>(ULONG_PTR{below(9)});
-            record.hrasconn = handle;
-            bend(record.szPhonebook, phoneBook);
-            const std::string name = bend(record.szEntryName, entryName);
-            if (code == 0 && i < *count)
-                shownHandles.emplace(handle, name);
-        }
-    });
-    lieAbout<"RasEnumEntriesA">(
-        [](DWORD& code, LPCSTR, LPCSTR, LPRASENTRYNAMEA first, LPDWORD size, LPDWORD count) {
-            code = oneIn(3) ? ERROR_BUFFER_TOO_SMALL : 0;
-            *size = oneIn(3) ? number() % 100'000 : below(9) * 532;
-            *count = oneIn(3) ? number() : below(3);
-            bend(first->szEntryName, entryName);
-            bend(first->szPhonebookPath, phoneBook);
-        });
-    lieAbout<"RasGetEntryDialParamsA">(
-        [](DWORD&, LPCSTR, LPRASDIALPARAMSA params, LPBOOL) { std::memset(params, foreign.filler, 1064); });
-    lieAbout<"RasGetConnectStatusA">([](DWORD&, HRASCONN, LPRASCONNSTATUSA record) {
-        std::memset(record, foreign.filler, 288);
-        record->dwError = oneIn(2) ? 0 : number();
-    });
-    lieAbout<"RasGetProjectionInfoA">([](DWORD&, HRASCONN, RASPROJECTION, LPVOID record, LPDWORD size) {
-        std::memset(record, foreign.filler, 48);
-        bend(static_cast<RASPPPIPA*>(record)->szIpAddress, address);
-        *size = number();
-    });
-    lieAbout<"RasGetErrorStringA">([](DWORD&, UINT, LPSTR place, DWORD room) {
-        bend(place, room, {errorText.filler, room - 1});
-    });
+void checkCalls() {
     check<"RasDialA">([](LPRASDIALEXTENSIONS, LPCSTR, LPRASDIALPARAMSA params, auto...) {
         return isPeers(params->szEntryName) && isPeers(params->szUserName) &&
-               strnlen(params->szDomain, sizeof params->szDomain) < sizeof params->szDomain &&
-               strnlen(params->szPhoneNumber, sizeof params->szPhoneNumber) < sizeof params->szPhoneNumber &&
-               strnlen(params->szCallbackNumber, sizeof params->szCallbackNumber) <
-                   sizeof params->szCallbackNumber;
+               strnlen(params->szDomain, sizeof params->szDomain) < sizeof params->szDomain;
     });
     check<"RasHangUpA">([](HRASCONN conn) {
         const auto [first, last] = shownHandles.equal_range(conn);
         const Connection* const known = theComputer().find(conn);
-        return (known != nullptr && known->dialled) || (anyConnection && first != last) ||
+        return conn == nullptr || (known != nullptr && known->dialled) || (anyConnection && first != last) ||
                std::any_of(first, last, [](const auto& shown) { return isPeers(shown.second); });
     });
     check<"RasDeleteEntryA">([](LPCSTR, LPCSTR name) { return isPeers(name); });
     check<"RasRenameEntryA">([](LPCSTR, LPCSTR from, LPCSTR to) { return isPeers(from) && isPeers(to); });
-}
-
-void lieAboutSystem() {
-    lieAbout<"GetSystemDirectoryA">([](UINT& length, LPSTR place, UINT room) {
-        length = static_cast<UINT>(bend(place, room, folder).size());
-        length = oneIn(3) ? number() : length;
-    });
-    lieAbout<"SHGetFolderPathA">(
-        [](HRESULT&, HWND, int, HANDLE, DWORD, LPSTR place) { bend(place, MAX_PATH, folder); });
-    const auto lieAboutFile = [](LPWIN32_FIND_DATAA found) {
-        found->dwFileAttributes = oneIn(4) ? number() : FILE_ATTRIBUTE_DIRECTORY;
-        const std::string name = bend(found->cFileName, fileName);
-        if (CheckIdFormat(nullptr, name, nullptr, nullptr, nullptr))
-            peers.push_back(name);
-    };
-    lieAbout<"FindFirstFileA">([=](HANDLE&, LPCSTR, LPWIN32_FIND_DATAA found) { lieAboutFile(found); });
-    lieAbout<"FindNextFileA">([=](WINBOOL&, HANDLE, LPWIN32_FIND_DATAA found) { lieAboutFile(found); });
     check<"DeleteFileA">([](const std::string& path) {
-        return path.empty() || path.ends_with(".SYS.tmp") ||
-               std::ranges::any_of(
-                   peers, [&](const std::string& id) { return path == "C:\\peers\\" + id + "\\pptp.pbk"; });
-    });
-    lieAbout<"RegQueryInfoKeyA">(
-        [](LSTATUS&, HKEY, LPSTR, LPDWORD, LPDWORD, LPDWORD count, auto...) { *count = number(); });
-    lieAbout<"RegEnumKeyExA">([](LSTATUS&, HKEY, DWORD, LPSTR name, LPDWORD size, auto...) {
-        bend(name, 255, keyName);
-        *size = number();
-    });
-    on<"RegQueryValueExA">([](HKEY, LPCSTR, LPDWORD, LPDWORD, LPBYTE data, LPDWORD size) {
-        bend(reinterpret_cast<char*>(data), *size, {value.filler, *size - 1});
-        *size = number();
-        return LSTATUS{0};
-    });
-    const auto lieAboutState = [](LPSERVICE_STATUS status) {
-        status->dwCurrentState = oneIn(2) ? 3 : number();
-    };
-    lieAbout<"ControlService">(
-        [=](WINBOOL&, SC_HANDLE, DWORD, LPSERVICE_STATUS status) { lieAboutState(status); });
-    lieAbout<"QueryServiceStatus">(
-        [=](WINBOOL&, SC_HANDLE, LPSERVICE_STATUS status) { lieAboutState(status); });
-    lieAbout<"GetFileVersion">(
-        [](unsigned long long& version, const auto&) { version = oneIn(3) ? 0 : chance(); });
-    lieAbout<"GetCategory">([](HRESULT&, INetwork*, NLM_NETWORK_CATEGORY* category) {
-        *category = static_cast<NLM_NETWORK_CATEGORY>(number());
-    });
-    on<"GetPortOccupyProcessW">([](unsigned short, std::wstring& name) {
-        name.assign(below(600), oneIn(2) ? L'\xD800' : L'x');
-        return oneIn(3) ? 4UL : static_cast<unsigned long>(number());
-    });
-    on<"logLine">(
-        [honest = Call<"logLine">::answer](int level, const char* file, long line, const std::string& told) {
-            expectWithinFields(told);
-            honest(level, file, line, told);
+        return !path.ends_with("pptp.pbk") || std::ranges::any_of(peers, [&](const std::string& id) {
+            return path == "C:\\peers\\" + id + "\\pptp.pbk";
         });
+    });
+    check<"logLine">([](int, const char*, long, const std::string& text) {
+        return std::ranges::none_of(longestOf, [&](const auto& field) {
+            return text.find(std::string(field.second + 1, field.first)) != std::string::npos;
+        });
+    });
 }
 
 // A few calls fail beside the lies, with any code.
@@ -214,23 +86,55 @@ std::vector<Fault> someFailures() {
             failure.import = allImports()[below(static_cast<DWORD>(allImports().size()))];
         while (failure.import->codes.empty() || failure.import->throws ||
                failure.import->name == "RegEnumKeyExA");
-        failure = {failure.import, static_cast<long>(1 + below(6)), oneIn(3), 1 + number() % 0xFFFFFFFE};
+        failure = {failure.import, static_cast<long>(1 + below(6)), oneIn(3), 1 + below(2'000)};
     }
     return failures;
 }
 
 } // namespace
 
-void playLying(const std::vector<SituationFile>& files, const Way& way, Tally& tally) {
-    lieAboutRemoteAccess();
-    lieAboutSystem();
-    const unsigned int rounds = way.isLong ? 1'000 : 40;
+void answers::fill(char* field, std::size_t room, const std::string& truth) {
+    const char filler = lie ? static_cast<char>(0xC0 + room % 31) : '\0';
+    const std::string text = lie && oneIn(2) ? anyText() : truth;
+    std::memset(field, filler, room);
+    if (!lie || !oneIn(4))
+        text.copy(field, room);
+    if (lie && text.size() < room && !oneIn(3))
+        field[text.size()] = '\0';
+    longestOf[filler] = room;
+    const std::string told(field, strnlen(field, room - 1));
+    if (lie && room == MAX_PATH && CheckIdFormat(nullptr, told, nullptr, nullptr, nullptr))
+        peers.push_back(told); // for all that the library knows
+}
+
+DWORD answers::number(DWORD truth) {
+    static constexpr DWORD edges[] = {0,   1,   2,   3,          4,          79,        80,
+                                      255, 256, 257, 0x7FFFFFFF, 0x80000000, 0xFFFFFFFF};
+    if (!lie || oneIn(2))
+        return truth;
+    return oneIn(2) ? edges[below(std::size(edges))] : static_cast<DWORD>(chance()) >> below(32);
+}
+
+void answers::show(RASCONNA& record, const Connection& connection) {
+    HRASCONN const handle = lie ? reinterpret_cast<HRASCONN>(ULONG_PTR{below(9)}) : connection.handle;
+    record.dwSize = number(record.dwSize);
+    record.hrasconn = handle;
+    fill(record.szEntryName, connection.entryName);
+    fill(record.szPhonebook, connection.phoneBook);
+    shownHandles.emplace(handle,
+                         std::string(record.szEntryName, strnlen(record.szEntryName, RAS_MaxEntryName)));
+}
+
+void playLying(std::vector<SituationFile>& files, Tally& tally) {
+    answers::lie = true;
+    checkCalls();
+    const unsigned int rounds = isAsked("VARNEL_SOAK") ? 1'000 : 40;
     for (const SituationFile& file : files)
         for (const Situation& situation : file.situations) {
             const unsigned long failedBefore = tally.failed;
             for (unsigned int round = 0; round < rounds; ++round)
                 for (const Play& play : situation.plays) {
-                    chance.seed(way.seed * 2654435761U + static_cast<std::uint32_t>(++tally.runs));
+                    chance.seed(seed() * 2654435761U + static_cast<std::uint32_t>(++tally.runs));
                     Run run(situation);
                     run.computer.clock.yieldTakes = 250;
                     peers = {run.meant("Node"), run.meant("Node...")};
@@ -239,7 +143,7 @@ void playLying(const std::vector<SituationFile>& files, const Way& way, Tally& t
                         anyConnection = !step.operation.starts_with("dialDown ");
                         const std::string name = situation.name + ": " + step.operation + ", run " +
                                                  std::to_string(tally.runs) + " of seed " +
-                                                 std::to_string(way.seed);
+                                                 std::to_string(seed());
                         watchdog::watch(name);
                         Outcome outcome = run.perform(step, someFailures());
                         std::erase_if(outcome.offences, [](const std::string& offence) {

@@ -2,7 +2,7 @@
 // FILE...
 #include "play.h"
 
-#include <atomic>
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -11,14 +11,21 @@
 
 namespace {
 
-constexpr char help[] =
-    "usage: situations_test [--accept | --failing | --lying | --threads] [--long] [--seed N] FILE...\n\n"
-    "Plays the situations of each FILE as they are written, and prints what is other.\n\n"
-    "  --accept   writes what came into the files; read the difference before it is committed\n"
-    "  --failing  every call of each play fails in turn, once and from there on\n"
-    "  --lying    the system lies, by the seed\n"
-    "  --threads  many threads dial, hang up and ask at once (takes no files)\n"
-    "  --long     the same for longer\n";
+constexpr char help[] = "usage: situations_test WAY FILE...\n\n"
+                        "  written  plays the situations as the files have them; VARNEL_ACCEPT=1 writes what "
+                        "came into the files\n"
+                        "  failing  every call of each play fails in turn\n"
+                        "  lying    the system lies; VARNEL_SEED=N says how, VARNEL_SOAK=1 for how long\n"
+                        "  threads  many threads dial, hang up and ask at once (no files)";
+
+struct Way {
+    std::string name;
+    void (*play)(std::vector<SituationFile>& files, Tally& tally);
+};
+const Way ways[] = {{"written", &playAsWritten},
+                    {"failing", &playFailing},
+                    {"lying", &playLying},
+                    {"threads", &playInThreads}};
 
 // What each thread is doing, and since when.
 std::recursive_mutex watchedLock;
@@ -59,26 +66,17 @@ void watchdog::watch(const std::string& run) {
 }
 
 int main(int count, char** arguments) {
-    Way way{.accept = std::getenv("VARNEL_ACCEPT") != nullptr,
-            .isLong = std::getenv("VARNEL_SOAK") != nullptr};
-    if (const char* const seed = std::getenv("VARNEL_SEED"))
-        way.seed = static_cast<unsigned int>(std::strtoul(seed, nullptr, 10));
-    std::string kind;
+    const std::vector<std::string> said(arguments + 1, arguments + count);
+    if (said.empty() || said[0] == "--help")
+        return std::puts(help), 2;
+    Tally tally;
     std::vector<SituationFile> files;
     try {
-        for (int i = 1; i < count; ++i) {
-            const std::string argument = arguments[i];
-            if (argument == "--accept" || argument == "--long")
-                (argument == "--long" ? way.isLong : way.accept) = true;
-            else if (argument == "--seed" && i + 1 < count)
-                way.seed = static_cast<unsigned int>(std::stoul(arguments[++i]));
-            else if (argument == "--failing" || argument == "--lying" || argument == "--threads")
-                kind = argument.substr(2);
-            else if (argument.starts_with("-"))
-                return std::fputs(help, stdout), argument == "--help" ? 0 : 2;
-            else
-                files.emplace_back(argument);
-        }
+        for (std::size_t i = 1; i < said.size(); ++i)
+            files.emplace_back(said[i]);
+        const auto way = std::ranges::find(ways, said[0], &Way::name);
+        if (way == std::end(ways))
+            throw std::runtime_error("no way of playing is called " + said[0]);
         for (const std::string& odd : redirectImports())
             throw std::runtime_error(odd);
         answerForSystem();
@@ -87,21 +85,12 @@ int main(int count, char** arguments) {
         answerForRouterAndNetworks();
         answerForHeap();
         watchdog::start();
-        Tally tally;
-        if (kind == "failing")
-            playFailing(files, way, tally);
-        else if (kind == "lying")
-            playLying(files, way, tally);
-        else if (kind == "threads")
-            playInThreads(way, tally);
-        else
-            playAsWritten(files, way, tally);
-        std::printf("campaign %s: %lu runs, seed %u%s\n", kind.empty() ? "situations" : kind.c_str(),
-                    tally.runs, way.seed, tally.failed == 0 ? "" : ", FAILED");
-        std::printf("cases: %lu passed, %lu failed\n", tally.passed, tally.failed);
-        return tally.failed == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
+        way->play(files, tally);
     } catch (const std::exception& reason) {
-        std::printf("%s\ncases: 0 passed, 1 failed\n", reason.what());
-        return 2;
+        tally.failure(reason.what());
     }
+    std::printf("campaign %s: %lu runs, seed %u%s\n", said[0].c_str(), tally.runs, seed(),
+                tally.failed == 0 ? "" : ", FAILED");
+    std::printf("cases: %lu passed, %lu failed\n", tally.passed, tally.failed);
+    return tally.failed == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
 }

@@ -5,6 +5,7 @@
 #include "imports.h"
 #include "situation.h"
 
+#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -45,15 +46,20 @@ struct Tally {
     void failure(const std::string& text); // prints it, up to a number
 };
 
-struct Way {
-    bool accept = false, isLong = false;
-    unsigned int seed = 1;
-};
+void playAsWritten(std::vector<SituationFile>& files, Tally& tally);
+void playFailing(std::vector<SituationFile>& files, Tally& tally);
+void playLying(std::vector<SituationFile>& files, Tally& tally);
+void playInThreads(std::vector<SituationFile>& files, Tally& tally);
 
-void playAsWritten(std::vector<SituationFile>& files, const Way& way, Tally& tally);
-void playFailing(const std::vector<SituationFile>& files, const Way& way, Tally& tally);
-void playLying(const std::vector<SituationFile>& files, const Way& way, Tally& tally);
-void playInThreads(const Way& way, Tally& tally);
+// What the environment asks for.
+inline bool isAsked(const char* variable) {
+    return std::getenv(variable) != nullptr;
+}
+inline unsigned int seed() {
+    return isAsked("VARNEL_SEED")
+               ? static_cast<unsigned int>(std::strtoul(std::getenv("VARNEL_SEED"), nullptr, 10))
+               : 1;
+}
 
 // Ends the program when one call of the library takes too long or crashes, and says which.
 namespace watchdog {

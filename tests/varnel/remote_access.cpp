@@ -126,7 +126,7 @@ DWORD status(HRASCONN conn, LPRASCONNSTATUSA record) {
         --connection->dial.lingers;
         return 0;
     }
-    record->dwError = connection->dial.statusError;
+    record->dwError = answers::number(connection->dial.statusError);
     return connection->dial.statusCode;
 }
 
@@ -137,7 +137,7 @@ DWORD projection(HRASCONN conn, RASPROJECTION kind, LPVOID record, LPDWORD size)
         return ERROR_INVALID_SIZE;
     if (connection == nullptr || connection->address == "-" || connection->dial.is("silent"))
         return ERROR_PROTOCOL_NOT_CONFIGURED;
-    fillField(pppIp->szIpAddress, connection->address);
+    answers::fill(pppIp->szIpAddress, connection->address);
     return 0;
 }
 
@@ -145,20 +145,14 @@ DWORD enumerateConnections(LPRASCONNA first, LPDWORD size, LPDWORD count) {
     if (first->dwSize != connSize)
         return ERROR_INVALID_SIZE;
     const auto& all = theComputer().connections;
-    *count = static_cast<DWORD>(std::ranges::count_if(all, &Connection::listed));
-    if (std::exchange(*size, *count * connSize) < *count * connSize)
+    const auto listed = static_cast<DWORD>(std::ranges::count_if(all, &Connection::listed));
+    *count = answers::number(listed);
+    if (std::exchange(*size, answers::number(listed * connSize)) < listed * connSize)
         return ERROR_BUFFER_TOO_SMALL;
     char* next = reinterpret_cast<char*>(first);
-    for (const Connection& connection : all) {
-        if (!connection.listed)
-            continue;
-        auto& record = *reinterpret_cast<RASCONNA*>(next);
-        record.dwSize = connSize;
-        record.hrasconn = connection.handle;
-        fillField(record.szEntryName, connection.entryName);
-        fillField(record.szPhonebook, connection.phoneBook);
-        next += connSize;
-    }
+    for (const Connection& connection : all)
+        if (connection.listed)
+            answers::show(reinterpret_cast<RASCONNA&>(*std::exchange(next, next + connSize)), connection);
     return 0;
 }
 
@@ -174,11 +168,12 @@ DWORD enumerateEntries(LPCSTR phoneBook, LPRASENTRYNAMEA first, LPDWORD size, LP
             continue;
         RASENTRYNAMEA& name = names.emplace_back();
         name.dwSize = entryNameSize;
-        fillField(name.szEntryName, entry.substr(blank + 1));
-        fillField(name.szPhonebookPath, book == "-" ? "" : book);
+        answers::fill(name.szEntryName, entry.substr(blank + 1));
+        answers::fill(name.szPhonebookPath, book == "-" ? "" : book);
     }
-    *count = static_cast<DWORD>(names.size());
-    if (std::exchange(*size, *count * entryNameSize) < *count * entryNameSize)
+    const auto wanted = static_cast<DWORD>(names.size() * entryNameSize);
+    *count = answers::number(static_cast<DWORD>(names.size()));
+    if (std::exchange(*size, wanted) < wanted)
         return ERROR_BUFFER_TOO_SMALL;
     std::ranges::copy(names, first);
     return 0;
@@ -212,8 +207,12 @@ DWORD getUser(LPCSTR phoneBook, LPRASDIALPARAMSA params, LPBOOL password) {
         return ERROR_INVALID_SIZE;
     if (!theComputer().facts.has(factOf(phoneBook, params->szEntryName)))
         return ERROR_CANNOT_FIND_PHONEBOOK_ENTRY;
-    fillField(params->szUserName, "somebody else");
-    fillField(params->szPassword, "a stored password's stand-in");
+    answers::fill(params->szUserName, "somebody else");
+    answers::fill(params->szPassword, "a stored password's stand-in");
+    answers::fill(params->szDomain, "");
+    params->dwSize = answers::number(params->dwSize);
+    if (answers::lie)
+        answers::fill(params->szEntryName, "");
     *password = TRUE;
     return 0;
 }
@@ -263,7 +262,7 @@ void answerForRemoteAccess() {
         return theComputer().facts.erase(factOf(phoneBook, name)) ? 0 : ERROR_CANNOT_FIND_PHONEBOOK_ENTRY;
     });
     on<"RasGetErrorStringA">([](UINT error, LPSTR text, DWORD room) -> DWORD {
-        std::snprintf(text, room, " text of %u", error);
+        answers::fill(text, room, " text of " + std::to_string(error));
         return 0;
     });
 }

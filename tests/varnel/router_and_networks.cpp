@@ -132,7 +132,8 @@ void answerForRouterAndNetworks() {
     on<"GetCategory">([](INetwork* network, NLM_NETWORK_CATEGORY* category) {
         const std::string name = theComputer().facts.get("network " + nameOf(network));
         const auto known = std::ranges::find(categories, name) - std::begin(categories);
-        *category = static_cast<NLM_NETWORK_CATEGORY>(known < 3 ? known : std::stol(name));
+        *category = static_cast<NLM_NETWORK_CATEGORY>(
+            answers::number(known < 3 ? static_cast<DWORD>(known) : std::stoul(name)));
         return S_OK;
     });
     on<"SetCategory">([](INetwork* network, NLM_NETWORK_CATEGORY category) {

@@ -70,15 +70,15 @@ void answerForRegistry() {
     });
     on<"RegCloseKey">([](HKEY) { return LSTATUS{0}; });
     on<"RegQueryInfoKeyA">([](HKEY key, LPSTR, LPDWORD, LPDWORD, LPDWORD count, const auto&...) {
-        *count = static_cast<DWORD>(childrenOf(theComputer().thing(key)).size());
+        *count = answers::number(static_cast<DWORD>(childrenOf(theComputer().thing(key)).size()));
         return LSTATUS{0};
     });
     on<"RegEnumKeyExA">([](HKEY key, DWORD index, LPSTR name, LPDWORD size, const auto&...) -> LSTATUS {
         const std::vector<std::string> names = childrenOf(theComputer().thing(key));
         if (index >= names.size())
             return ERROR_NO_MORE_ITEMS;
-        *size = static_cast<DWORD>(names[index].copy(name, *size));
-        name[*size] = '\0';
+        answers::fill(name, *size, names[index]);
+        *size = answers::number(static_cast<DWORD>(names[index].size()));
         return 0;
     });
     on<"RegQueryValueExA">([](HKEY key, LPCSTR name, LPDWORD, LPDWORD, LPBYTE data, LPDWORD size) -> LSTATUS {
@@ -86,9 +86,13 @@ void answerForRegistry() {
         if (!theComputer().facts.has(fact))
             return ERROR_FILE_NOT_FOUND;
         const std::string stored = dataOf(theComputer().facts.get(fact));
-        if (std::exchange(*size, static_cast<DWORD>(stored.size())) < stored.size())
+        const DWORD room = std::exchange(*size, answers::number(static_cast<DWORD>(stored.size())));
+        if (room < stored.size())
             return ERROR_MORE_DATA;
-        stored.copy(reinterpret_cast<char*>(data), stored.size());
+        if (answers::lie)
+            answers::fill(reinterpret_cast<char*>(data), room, "");
+        else
+            stored.copy(reinterpret_cast<char*>(data), stored.size());
         return 0;
     });
     on<"RegSetValueExA">([](HKEY key, LPCSTR name, DWORD, DWORD type, const BYTE* data, DWORD size) {
@@ -170,9 +174,9 @@ void answerForServices() {
     });
     on<"QueryServiceStatus">([](SC_HANDLE service, LPSERVICE_STATUS status) {
         const std::string name = theComputer().thing(service);
-        status->dwCurrentState = says(name, "stays")        ? SERVICE_RUNNING
-                                 : countsDown(name, "slow") ? SERVICE_STOP_PENDING
-                                                            : SERVICE_STOPPED;
+        status->dwCurrentState = answers::number(says(name, "stays")        ? SERVICE_RUNNING
+                                                 : countsDown(name, "slow") ? SERVICE_STOP_PENDING
+                                                                            : SERVICE_STOPPED);
         return TRUE;
     });
     on<"DeleteService">([](SC_HANDLE service) {
@@ -207,7 +211,7 @@ void answerForPort() {
         const std::vector<std::string> port = words(theComputer().facts.get("port"));
         if (port.size() > 4)
             name.assign(port[4].begin(), port[4].end());
-        return port.size() > 3 ? std::stoul(port[3]) : 0UL;
+        return static_cast<unsigned long>(answers::number(port.size() > 3 ? std::stoul(port[3]) : 0));
     });
 }
 
