@@ -91,8 +91,7 @@ ConnectionRecord* ConnectionTable::settled(std::size_t index, std::int64_t now) 
         return nullptr;
     const bool needsDialer = record.phase == Phase::dialing || record.phase == Phase::failed;
     const bool isOver = record.goneAt != 0 && now >= record.goneAt;
-    if (isOver ||
-        (needsDialer && !owned(OpenEventA(SYNCHRONIZE, FALSE, hangUpEventName(record.handle).c_str())))) {
+    if (isOver || (needsDialer && !hasDialer(record.handle))) {
         record.handle = 0;
         return nullptr;
     }
@@ -104,6 +103,12 @@ ConnectionRecord* ConnectionTable::settled(std::size_t index, std::int64_t now) 
 ConnectionRecord* ConnectionTable::settled(HRASCONN handle, std::int64_t now) {
     ConnectionRecord* record = settled(numberOf(handle) % connectionLimit, now);
     return record && record->handle == numberOf(handle) ? record : nullptr;
+}
+
+// As long as the process lives that dials, so does the event. This process need not ask.
+bool ConnectionTable::hasDialer(std::uint64_t number) const {
+    return ownDials.contains(number) ||
+           owned(OpenEventA(SYNCHRONIZE, FALSE, hangUpEventName(number).c_str()));
 }
 
 Reservation ConnectionTable::reserve(const Entry& entry, unsigned ports) {
@@ -141,7 +146,15 @@ Reservation ConnectionTable::reserve(const Entry& entry, unsigned ports) {
     fillField(record.number, entry.number);
     // The handle comes last: with it the record counts.
     record.handle = number;
+    ownDials.insert(number);
     return {Reservation::Kind::reserved, handleOf(record), record.hasPort != 0, std::move(hungUp)};
+}
+
+void ConnectionTable::release(HRASCONN handle) {
+    const MutexLock lock(mutex.get());
+    if (ConnectionRecord* record = settled(handle, begin()))
+        record->handle = 0;
+    ownDials.erase(numberOf(handle));
 }
 
 unsigned ConnectionTable::countDial(const std::string& address, const std::string& behaviour) {
@@ -160,11 +173,11 @@ template<class Change>
 bool ConnectionTable::step(HRASCONN handle, RASCONNSTATE state, Change change) {
     const MutexLock lock(mutex.get());
     const std::int64_t now = begin();
-    ConnectionRecord* record = settled(handle, now);
-    if (!record || record->phase != Phase::dialing)
+    ConnectionRecord& record = file->connections[numberOf(handle) % connectionLimit];
+    if (record.handle != numberOf(handle) || record.phase != Phase::dialing)
         return false;
-    record->state = state;
-    change(*record, now);
+    record.state = state;
+    change(record, now);
     return true;
 }
 
@@ -211,6 +224,7 @@ DWORD ConnectionTable::hangUp(HRASCONN handle, unsigned linger) {
         return ERROR_NO_CONNECTION;
     if (record->phase == Phase::connected && --record->references > 0)
         return ERROR_SUCCESS;
+    ownDials.erase(record->handle);
     record->goneAt = now + linger;
     record->phase = Phase::hungUp;
     record->state = RASCS_Disconnected;

@@ -16,6 +16,7 @@
 
 #include <ras.h>
 
+#include <set>
 #include <string>
 #include <vector>
 
@@ -41,8 +42,9 @@ class ConnectionTable {
     // The table of the state folder, opened once per process and folder; null when that is impossible.
     static std::shared_ptr<ConnectionTable> current();
 
-    // The reserved connection is there as long as its event is kept, or from the moment when it stands.
+    // Until it stands, a reserved connection is there as long as its event is kept.
     Reservation reserve(const Entry& entry, unsigned ports);
+    void release(HRASCONN handle);
 
     // How often `address` was dialled under this behaviour, this dial included.
     unsigned countDial(const std::string& address, const std::string& behaviour);
@@ -79,11 +81,13 @@ class ConnectionTable {
     // Lets `change` work on a record that is being dialled; false when it is none any more.
     template<class Change>
     bool step(HRASCONN handle, RASCONNSTATE state, Change change);
+    bool hasDialer(std::uint64_t number) const;
     std::string hangUpEventName(std::uint64_t number) const;
 
     std::string name; // of the table's kernel objects
     Handle mutex;
     std::unique_ptr<ConnectionFile, Unmap> file;
+    std::set<std::uint64_t> ownDials; // of this process, not hung up by it
 };
 
 } // namespace standin

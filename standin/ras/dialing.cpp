@@ -144,8 +144,10 @@ DWORD dial(const DialRequest& request, HRASCONN& handle) {
         job.behaviour = behaviourNow(*table, job.peer, request);
     else
         job.behaviour = {RASCS_OpenPort, ERROR_PORT_NOT_AVAILABLE};
-    if (job.behaviour.ending == Ending::refused)
+    if (job.behaviour.ending == Ending::refused) {
+        table->release(job.handle);
         return job.behaviour.error;
+    }
     return start(std::move(job), handle);
 }
 
