@@ -52,7 +52,7 @@ inline HRASCONN handleOf(const ConnectionRecord& record) {
 }
 
 inline std::uint64_t numberOf(HRASCONN handle) {
-    return std::bit_cast<std::uint64_t>(handle);
+    return reinterpret_cast<std::uint64_t>(handle);
 }
 
 inline constexpr std::size_t connectionLimit = 1024;

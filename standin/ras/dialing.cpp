@@ -80,7 +80,7 @@ void run(DialJob& job) {
 Behaviour behaviourNow(ConnectionTable& table, const Peer& peer, const DialRequest& request) {
     const bool isOver = peer.behaviour.times != 0 &&
                         table.countDial(peer.address, peer.behaviour.text) > peer.behaviour.times;
-    const Behaviour behaviour = isOver ? Behaviour{} : peer.behaviour;
+    Behaviour behaviour = isOver ? Behaviour{} : peer.behaviour;
     const bool reachesAuthentication = behaviour.state >= RASCS_AuthNotify;
     if (reachesAuthentication && !peer.admits(request.user, request.password))
         return {RASCS_AuthNotify, ERROR_AUTHENTICATION_FAILURE};

@@ -62,8 +62,8 @@ DWORD enumerate(Record* target, LPDWORD bytes, LPDWORD count, List list) {
         return error;
     *count = static_cast<DWORD>(records.size());
     const DWORD room = std::exchange(*bytes, *count * size);
-    if (*count > 0 && (!target || room < *bytes))
-        return ERROR_BUFFER_TOO_SMALL;
+    if (!target || room < *bytes)
+        return records.empty() ? ERROR_SUCCESS : ERROR_BUFFER_TOO_SMALL;
     for (std::size_t i = 0; i < records.size(); ++i) {
         records[i].dwSize = size;
         std::memcpy(reinterpret_cast<char*>(target) + i * size, &records[i], size);
