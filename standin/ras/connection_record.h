@@ -1,11 +1,8 @@
 // The computer's connections as all processes share them: fixed records in a file that every process maps.
 #pragma once
 
-#include "standin/ras/process.h"
-
 #include <windows.h>
 
-#include <atomic>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
@@ -16,7 +13,7 @@
 
 namespace standin {
 
-enum class Phase : std::uint16_t {
+enum class Phase : std::uint32_t {
     dialing,
     failed, // not hung up yet
     connected,
@@ -24,42 +21,30 @@ enum class Phase : std::uint16_t {
     hungUp, // going down
 };
 
-// How far a connection has come. It changes as a whole, under the table's mutex; only the dial itself goes
-// from state to state without the mutex, which the serial number keeps it from doing to a later user of the
-// record.
-struct alignas(8) Progress {
-    std::uint32_t serial; // of the connection
-    Phase phase;
-    std::uint16_t state; // RASCONNSTATE
-
-    bool operator==(const Progress&) const = default;
-};
-
 struct ConnectionRecord {
     std::uint64_t handle;  // 0: the record is free
     std::uint64_t order;   // of connecting; 0 before
     std::int64_t breaksAt; // uptime in ms; 0: never
     std::int64_t goneAt;   // uptime in ms from which the handle is unknown; 0: it stays
-    Process owner;         // needed until the connection stands
-    Progress progress;
+    Phase phase;
+    std::uint32_t state; // RASCONNSTATE
     std::uint32_t error;
     std::uint32_t references;
     std::uint32_t hasPort;
     std::uint32_t isProjected;
     GUID guid;
     char entryName[RAS_MaxEntryName + 1];
-    char phonebook[MAX_PATH]; // empty when no entry was dialled
+    char phonebook[MAX_PATH];
     char number[RAS_MaxPhoneNumber + 1];
-    char deviceName[RAS_MaxDeviceName + 1];
     char clientAddress[RAS_MaxIpAddress + 1];
     char serverAddress[RAS_MaxIpAddress + 1];
 };
 
-// How often an address was dialled.
+// How often an address was dialled while its peer behaved as it does.
 struct DialCount {
-    std::uint64_t fingerprint; // of the behaviour that counts; 0: the record is free
-    std::uint32_t dials;
     char address[RAS_MaxPhoneNumber + 1];
+    char behaviour[64];
+    std::uint32_t dials;
 };
 
 inline HRASCONN handleOf(const ConnectionRecord& record) {
@@ -72,7 +57,7 @@ inline std::uint64_t numberOf(HRASCONN handle) {
 
 inline constexpr std::size_t connectionLimit = 1024;
 inline constexpr std::size_t dialCountLimit = 256;
-inline constexpr std::uint32_t tableLayout = 0x52415302; // changes with any of these structures
+inline constexpr std::uint32_t tableLayout = 0x52415303; // changes with any of these structures
 
 struct ConnectionFile {
     std::uint32_t layout;
@@ -85,8 +70,7 @@ struct ConnectionFile {
 };
 
 static_assert(std::is_trivially_copyable_v<ConnectionFile> && std::is_standard_layout_v<ConnectionFile>);
-static_assert(offsetof(ConnectionRecord, owner) == 32 && offsetof(ConnectionRecord, entryName) == 88);
-static_assert(std::atomic_ref<Progress>::is_always_lock_free);
-static_assert(sizeof(DialCount) == 144 && sizeof(ConnectionRecord) == 896);
+static_assert(offsetof(ConnectionRecord, entryName) == 72 && sizeof(ConnectionRecord) == 752);
+static_assert(sizeof(DialCount) == 200 && offsetof(ConnectionFile, connections) == 51232);
 
 } // namespace standin

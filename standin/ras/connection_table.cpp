@@ -1,68 +1,45 @@
 #include "standin/ras/connection_table.h"
 
-#include "standin/ras/fixed_text.h"
-#include "standin/ras/mutex_lock.h"
-#include "standin/ras/peers.h"
+#include "standin/ras/records.h"
 #include "standin/ras/state_folder.h"
 
 #include <algorithm>
-#include <atomic>
-#include <cstdio>
 #include <cstring>
 #include <mutex>
 
 #include <raserror.h>
+
+#include <tuple>
 
 namespace standin {
 namespace {
 
 constexpr std::int64_t uptimeSlack = 1000; // ms by which processes may see the uptime differently
 
-std::uint32_t serialOf(std::uint64_t number) {
-    return static_cast<std::uint32_t>(number / connectionLimit);
+// Milliseconds since the computer started, the same in every process and finer than the system's tick count.
+std::int64_t uptime() {
+    LARGE_INTEGER frequency{}, counter{};
+    QueryPerformanceFrequency(&frequency);
+    QueryPerformanceCounter(&counter);
+    return counter.QuadPart / (frequency.QuadPart / 1000);
 }
 
-std::string hexadecimal(std::uint64_t number) {
-    char text[17];
-    std::snprintf(text, sizeof text, "%016llx", static_cast<unsigned long long>(number));
-    return text;
+// The name that kernel objects of this folder's table begin with, in which no backslash may stand.
+std::string objectName(const std::string& folder) {
+    std::string name = "StandinRas." + folder;
+    CharLowerBuffA(name.data(), static_cast<DWORD>(name.size()));
+    std::replace(name.begin(), name.end(), '\\', '/');
+    return name;
 }
 
-Progress progressOf(ConnectionRecord& record) {
-    return std::atomic_ref(record.progress).load();
-}
-
-bool isIn(ConnectionRecord& record, Phase phase) {
-    return progressOf(record).phase == phase;
-}
-
-void move(ConnectionRecord& record, Phase phase, RASCONNSTATE state) {
-    std::atomic_ref(record.progress)
-        .store({record.progress.serial, phase, static_cast<std::uint16_t>(state)});
-}
-
-bool needsOwner(Phase phase) {
-    return phase == Phase::dialing || phase == Phase::failed;
-}
-
-// A dial without an entry is told from others by its number, which is its name.
-bool isOf(const ConnectionRecord& record, const EntryFacts& entry) {
+bool isOf(const ConnectionRecord& record, const Entry& entry) {
     return equalNames(fieldText(record.entryName), entry.name) &&
            equalNames(fieldText(record.phonebook), entry.phonebook);
 }
 
-void describe(ConnectionRecord& record, const EntryFacts& entry) {
-    record.owner = currentProcess();
-    record.references = 1;
-    record.guid = entry.guid;
-    fillField(record.entryName, entry.name);
-    fillField(record.phonebook, entry.phonebook);
-    fillField(record.number, entry.number);
-    fillField(record.deviceName, entry.deviceName);
-}
-
 void breakLink(ConnectionRecord& record) {
-    move(record, Phase::broken, RASCS_Disconnected);
+    record.phase = Phase::broken;
+    record.state = RASCS_Disconnected;
     record.error = ERROR_REMOTE_DISCONNECTION;
     record.hasPort = false;
 }
@@ -76,39 +53,27 @@ std::shared_ptr<ConnectionTable> ConnectionTable::current() {
     const std::string folder = stateFolder();
     const std::lock_guard guard(lock);
     if (!table || folder != openFolder) {
-        table = open(folder);
+        table.reset(new ConnectionTable(folder));
         openFolder = folder;
     }
-    return table;
+    return table->file ? table : nullptr;
 }
 
-std::shared_ptr<ConnectionTable> ConnectionTable::open(const std::string& folder) {
+ConnectionTable::ConnectionTable(const std::string& folder)
+    : name(objectName(folder)), mutex(owned(CreateMutexA(nullptr, FALSE, name.c_str()))) {
     createFolders(folder);
-    std::string lowerCase = folder;
-    CharLowerBuffA(lowerCase.data(), static_cast<DWORD>(lowerCase.size()));
-    std::string name = "StandinRas." + hexadecimal(hashOf(lowerCase));
-    Handle mutex = owned(CreateMutexA(nullptr, FALSE, name.c_str()));
     const Handle disk =
         owned(CreateFileA((folder + "\\connections.bin").c_str(), GENERIC_READ | GENERIC_WRITE,
                           FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_ALWAYS,
                           FILE_ATTRIBUTE_NORMAL, nullptr));
     if (!mutex || !disk)
-        return nullptr;
+        return;
     const Handle mapping =
         owned(CreateFileMappingA(disk.get(), nullptr, PAGE_READWRITE, 0, sizeof(ConnectionFile), nullptr));
-    if (!mapping)
-        return nullptr;
-    std::unique_ptr<ConnectionFile, Unmap> view(static_cast<ConnectionFile*>(
-        MapViewOfFile(mapping.get(), FILE_MAP_READ | FILE_MAP_WRITE, 0, 0, sizeof(ConnectionFile))));
-    if (!view)
-        return nullptr;
-    return std::shared_ptr<ConnectionTable>(
-        new ConnectionTable(std::move(name), std::move(mutex), std::move(view)));
+    if (mapping)
+        file.reset(static_cast<ConnectionFile*>(
+            MapViewOfFile(mapping.get(), FILE_MAP_READ | FILE_MAP_WRITE, 0, 0, sizeof(ConnectionFile))));
 }
-
-ConnectionTable::ConnectionTable(std::string tableName, Handle tableMutex,
-                                 std::unique_ptr<ConnectionFile, Unmap> view)
-    : name(std::move(tableName)), mutex(std::move(tableMutex)), file(std::move(view)) {}
 
 std::int64_t ConnectionTable::begin() {
     const std::int64_t now = uptime();
@@ -124,12 +89,13 @@ ConnectionRecord* ConnectionTable::settled(std::size_t index, std::int64_t now) 
     ConnectionRecord& record = file->connections[index];
     if (record.handle == 0)
         return nullptr;
+    const bool needsDialer = record.phase == Phase::dialing || record.phase == Phase::failed;
     const bool isOver = record.goneAt != 0 && now >= record.goneAt;
-    if (isOver || (needsOwner(progressOf(record).phase) && !isRunning(record.owner))) {
+    if (isOver || (needsDialer && !hasDialer(record.handle))) {
         record.handle = 0;
         return nullptr;
     }
-    if (isIn(record, Phase::connected) && record.breaksAt != 0 && now >= record.breaksAt)
+    if (record.phase == Phase::connected && record.breaksAt != 0 && now >= record.breaksAt)
         breakLink(record);
     return &record;
 }
@@ -139,115 +105,113 @@ ConnectionRecord* ConnectionTable::settled(HRASCONN handle, std::int64_t now) {
     return record && record->handle == numberOf(handle) ? record : nullptr;
 }
 
-ConnectionRecord* ConnectionTable::dialing(HRASCONN handle, std::int64_t now) {
-    ConnectionRecord* record = settled(handle, now);
-    return record && isIn(*record, Phase::dialing) ? record : nullptr;
+// As long as the process lives that dials, so does the event. This process need not ask.
+bool ConnectionTable::hasDialer(std::uint64_t number) const {
+    return ownDials.contains(number) ||
+           owned(OpenEventA(SYNCHRONIZE, FALSE, hangUpEventName(number).c_str()));
 }
 
-ConnectionRecord* ConnectionTable::findFree() {
-    auto* const record = std::find_if(std::begin(file->connections), std::end(file->connections),
-                                      [](const ConnectionRecord& each) { return each.handle == 0; });
-    return record == std::end(file->connections) ? nullptr : record;
-}
-
-Reservation ConnectionTable::reserve(const EntryFacts& entry, unsigned ports) {
+Reservation ConnectionTable::reserve(const Entry& entry, unsigned ports) {
     const MutexLock lock(mutex.get());
     const std::int64_t now = begin();
     unsigned usedPorts = 0;
+    std::optional<std::size_t> free;
     for (std::size_t i = 0; i < connectionLimit; ++i) {
         ConnectionRecord* record = settled(i, now);
-        if (!record)
+        if (!record) {
+            free = free.value_or(i);
             continue;
+        }
         usedPorts += record->hasPort;
         if (!isOf(*record, entry))
             continue;
-        if (isIn(*record, Phase::dialing) || isIn(*record, Phase::hungUp))
-            return {Reservation::Kind::busy, nullptr, false};
-        if (isIn(*record, Phase::connected)) {
+        if (record->phase == Phase::dialing || record->phase == Phase::hungUp)
+            return {Reservation::Kind::busy};
+        if (record->phase == Phase::connected) {
             ++record->references;
-            return {Reservation::Kind::joined, handleOf(*record), true};
+            return {Reservation::Kind::joined, handleOf(*record)};
         }
     }
-    ConnectionRecord* record = findFree();
-    if (!record)
-        return {Reservation::Kind::full, nullptr, false};
-    const std::uint64_t number =
-        ++file->lastSerial * connectionLimit + static_cast<std::uint64_t>(record - file->connections);
-    *record = ConnectionRecord{};
-    describe(*record, entry);
-    record->progress = {serialOf(number), Phase::dialing, RASCS_OpenPort};
-    record->hasPort = usedPorts < ports;
+    const std::uint64_t number = ++file->lastSerial * connectionLimit + free.value_or(0);
+    Handle hungUp = owned(CreateEventA(nullptr, TRUE, FALSE, hangUpEventName(number).c_str()));
+    if (!free || !hungUp)
+        return {Reservation::Kind::full};
+    ConnectionRecord& record = file->connections[*free];
+    record = {};
+    record.references = 1;
+    record.hasPort = usedPorts < ports;
+    record.guid = entry.guid;
+    fillField(record.entryName, entry.name);
+    fillField(record.phonebook, entry.phonebook);
+    fillField(record.number, entry.number);
     // The handle comes last: with it the record counts.
-    record->handle = number;
-    return {Reservation::Kind::reserved, handleOf(*record), record->hasPort != 0};
+    record.handle = number;
+    ownDials.insert(number);
+    return {Reservation::Kind::reserved, handleOf(record), record.hasPort != 0, std::move(hungUp)};
 }
 
 void ConnectionTable::release(HRASCONN handle) {
     const MutexLock lock(mutex.get());
     if (ConnectionRecord* record = settled(handle, begin()))
         record->handle = 0;
+    ownDials.erase(numberOf(handle));
 }
 
-unsigned ConnectionTable::countDial(const std::string& address, std::uint64_t fingerprint) {
+unsigned ConnectionTable::countDial(const std::string& address, const std::string& behaviour) {
     const MutexLock lock(mutex.get());
     begin();
     for (DialCount& each : file->dialCounts)
-        if (each.fingerprint == fingerprint && equalNames(fieldText(each.address), address))
+        if (equalNames(fieldText(each.address), address) && fieldText(each.behaviour) == behaviour)
             return ++each.dials;
     DialCount& fresh = file->dialCounts[file->nextDialCount++ % dialCountLimit];
-    fresh.dials = 1;
     fillField(fresh.address, address);
-    fresh.fingerprint = fingerprint;
-    return fresh.dials;
+    fillField(fresh.behaviour, behaviour);
+    return fresh.dials = 1;
+}
+
+template<class Change>
+bool ConnectionTable::step(HRASCONN handle, RASCONNSTATE state, Change change) {
+    const MutexLock lock(mutex.get());
+    const std::int64_t now = begin();
+    ConnectionRecord& record = file->connections[numberOf(handle) % connectionLimit];
+    if (record.handle != numberOf(handle) || record.phase != Phase::dialing)
+        return false;
+    record.state = state;
+    change(record, now);
+    return true;
 }
 
 bool ConnectionTable::enter(HRASCONN handle, RASCONNSTATE state) {
-    ConnectionRecord& record = file->connections[numberOf(handle) % connectionLimit];
-    const std::atomic_ref progress(record.progress);
-    Progress known = progress.load();
-    const bool isDialing = known.serial == serialOf(numberOf(handle)) && known.phase == Phase::dialing;
-    return isDialing && progress.compare_exchange_strong(
-                            known, {known.serial, Phase::dialing, static_cast<std::uint16_t>(state)});
+    return step(handle, state, [](ConnectionRecord&, std::int64_t) {});
 }
 
 bool ConnectionTable::project(HRASCONN handle, const std::string& clientAddress,
                               const std::string& serverAddress) {
-    const MutexLock lock(mutex.get());
-    ConnectionRecord* record = dialing(handle, begin());
-    if (!record)
-        return false;
-    fillField(record->clientAddress, clientAddress);
-    fillField(record->serverAddress, serverAddress);
-    record->isProjected = true;
-    move(*record, Phase::dialing, RASCS_Projected);
-    return true;
+    return step(handle, RASCS_Projected, [&](ConnectionRecord& record, std::int64_t) {
+        fillField(record.clientAddress, clientAddress);
+        fillField(record.serverAddress, serverAddress);
+        record.isProjected = true;
+    });
 }
 
 bool ConnectionTable::connect(HRASCONN handle, unsigned dropAfter, unsigned brokenLinkLinger) {
-    const MutexLock lock(mutex.get());
-    const std::int64_t now = begin();
-    ConnectionRecord* record = dialing(handle, now);
-    if (!record)
-        return false;
-    if (dropAfter != 0) {
-        record->breaksAt = now + dropAfter;
-        record->goneAt = record->breaksAt + brokenLinkLinger;
-    }
-    record->order = ++file->lastOrder;
-    move(*record, Phase::connected, RASCS_Connected);
-    return true;
+    return step(handle, RASCS_Connected, [&](ConnectionRecord& record, std::int64_t now) {
+        if (dropAfter != 0) {
+            record.breaksAt = now + dropAfter;
+            record.goneAt = record.breaksAt + brokenLinkLinger;
+        }
+        record.order = ++file->lastOrder;
+        record.phase = Phase::connected;
+    });
 }
 
 bool ConnectionTable::fail(HRASCONN handle, RASCONNSTATE state, DWORD error, bool keepsPort) {
-    const MutexLock lock(mutex.get());
-    ConnectionRecord* record = dialing(handle, begin());
-    if (!record)
-        return false;
-    record->error = error;
-    if (!keepsPort)
-        record->hasPort = false;
-    move(*record, Phase::failed, state);
-    return true;
+    return step(handle, state, [&](ConnectionRecord& record, std::int64_t) {
+        record.error = error;
+        if (!keepsPort)
+            record.hasPort = false;
+        record.phase = Phase::failed;
+    });
 }
 
 DWORD ConnectionTable::hangUp(HRASCONN handle, unsigned linger) {
@@ -256,18 +220,17 @@ DWORD ConnectionTable::hangUp(HRASCONN handle, unsigned linger) {
     ConnectionRecord* record = settled(handle, now);
     if (!record)
         return ERROR_INVALID_HANDLE;
-    if (isIn(*record, Phase::hungUp))
+    if (record->phase == Phase::hungUp)
         return ERROR_NO_CONNECTION;
-    if (isIn(*record, Phase::connected) && --record->references > 0)
+    if (record->phase == Phase::connected && --record->references > 0)
         return ERROR_SUCCESS;
-    const bool isDialing = isIn(*record, Phase::dialing);
+    ownDials.erase(record->handle);
     record->goneAt = now + linger;
-    move(*record, Phase::hungUp, RASCS_Disconnected);
-    if (isDialing) {
-        const Handle event = owned(OpenEventA(EVENT_MODIFY_STATE, FALSE, hangUpEventName(handle).c_str()));
-        if (event)
-            SetEvent(event.get());
-    }
+    record->phase = Phase::hungUp;
+    record->state = RASCS_Disconnected;
+    if (const Handle event =
+            owned(OpenEventA(EVENT_MODIFY_STATE, FALSE, hangUpEventName(record->handle).c_str())))
+        SetEvent(event.get());
     return ERROR_SUCCESS;
 }
 
@@ -285,30 +248,19 @@ std::vector<ConnectionRecord> ConnectionTable::list(bool includesDialing) {
         for (std::size_t i = 0; i < connectionLimit; ++i) {
             ConnectionRecord* record = settled(i, now);
             if (record &&
-                (isIn(*record, Phase::connected) || (includesDialing && isIn(*record, Phase::dialing))))
+                (record->phase == Phase::connected || (includesDialing && record->phase == Phase::dialing)))
                 records.push_back(*record);
         }
     }
     std::sort(records.begin(), records.end(), [](const ConnectionRecord& a, const ConnectionRecord& b) {
         // Those being dialled have no order yet: they come last, as they were begun.
-        return std::pair(a.order - 1, a.handle / connectionLimit) <
-               std::pair(b.order - 1, b.handle / connectionLimit);
+        return std::tuple(a.order == 0, a.order, a.handle) < std::tuple(b.order == 0, b.order, b.handle);
     });
     return records;
 }
 
-bool ConnectionTable::isConnected(const EntryFacts& entry) {
-    const std::vector<ConnectionRecord> records = list(false);
-    return std::any_of(records.begin(), records.end(),
-                       [&](const ConnectionRecord& record) { return isOf(record, entry); });
-}
-
-std::string ConnectionTable::hangUpEventName(HRASCONN handle) const {
-    return name + ".hang-up." + hexadecimal(numberOf(handle));
-}
-
-Handle ConnectionTable::createHangUpEvent(HRASCONN handle) const {
-    return owned(CreateEventA(nullptr, TRUE, FALSE, hangUpEventName(handle).c_str()));
+std::string ConnectionTable::hangUpEventName(std::uint64_t number) const {
+    return name + ".hang-up." + std::to_string(number);
 }
 
 } // namespace standin

@@ -6,8 +6,8 @@
 #pragma once
 
 #include "standin/ras/connection_record.h"
+#include "standin/ras/entry.h"
 #include "standin/ras/handles.h"
-#include "standin/ras/phonebook_entry.h"
 
 #include <windows.h>
 
@@ -16,6 +16,7 @@
 
 #include <ras.h>
 
+#include <set>
 #include <string>
 #include <vector>
 
@@ -31,8 +32,9 @@ struct Reservation {
     };
 
     Kind kind;
-    HRASCONN handle;
-    bool hasPort; // whether one of the computer's ports was free for it
+    HRASCONN handle = nullptr;
+    bool hasPort = false; // whether one of the computer's ports was free for it
+    Handle hungUp = {};   // an event that a hang-up sets
 };
 
 class ConnectionTable {
@@ -40,11 +42,12 @@ class ConnectionTable {
     // The table of the state folder, opened once per process and folder; null when that is impossible.
     static std::shared_ptr<ConnectionTable> current();
 
-    Reservation reserve(const EntryFacts& entry, unsigned ports);
+    // Until it stands, a reserved connection is there as long as its event is kept.
+    Reservation reserve(const Entry& entry, unsigned ports);
     void release(HRASCONN handle);
 
     // How often `address` was dialled under this behaviour, this dial included.
-    unsigned countDial(const std::string& address, std::uint64_t fingerprint);
+    unsigned countDial(const std::string& address, const std::string& behaviour);
 
     // The steps of a dial. False when it was hung up meanwhile; the dial is over then.
     bool enter(HRASCONN handle, RASCONNSTATE state);
@@ -62,30 +65,29 @@ class ConnectionTable {
     // The connections that stand, in the order in which they came to; behind them, if wanted, those being
     // dialled.
     std::vector<ConnectionRecord> list(bool includesDialing);
-    bool isConnected(const EntryFacts& entry);
-
-    // An event that another process, too, sets by hanging the dial up. The dialling side keeps it.
-    Handle createHangUpEvent(HRASCONN handle) const;
 
   private:
     struct Unmap {
         void operator()(ConnectionFile* view) const { UnmapViewOfFile(view); }
     };
 
-    ConnectionTable(std::string name, Handle mutex, std::unique_ptr<ConnectionFile, Unmap> view);
-    static std::shared_ptr<ConnectionTable> open(const std::string& folder);
+    explicit ConnectionTable(const std::string& folder);
 
     // To be called under the mutex before anything else: the uptime, in a table that is in order.
     std::int64_t begin();
+    // The record as it is now; null when it is free.
     ConnectionRecord* settled(std::size_t index, std::int64_t now);
     ConnectionRecord* settled(HRASCONN handle, std::int64_t now);
-    ConnectionRecord* dialing(HRASCONN handle, std::int64_t now);
-    ConnectionRecord* findFree();
-    std::string hangUpEventName(HRASCONN handle) const;
+    // Lets `change` work on a record that is being dialled; false when it is none any more.
+    template<class Change>
+    bool step(HRASCONN handle, RASCONNSTATE state, Change change);
+    bool hasDialer(std::uint64_t number) const;
+    std::string hangUpEventName(std::uint64_t number) const;
 
     std::string name; // of the table's kernel objects
     Handle mutex;
     std::unique_ptr<ConnectionFile, Unmap> file;
+    std::set<std::uint64_t> ownDials; // of this process, not hung up by it
 };
 
 } // namespace standin

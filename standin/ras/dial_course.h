@@ -7,10 +7,29 @@
 #include <windows.h>
 #include <ras.h>
 
-#include <string_view>
 #include <vector>
 
 namespace standin {
+
+// The states in their usual order, and how peers.ini calls them.
+struct DialState {
+    const char* name;
+    RASCONNSTATE state;
+};
+
+inline constexpr DialState usualStates[] = {
+    {"OpenPort", RASCS_OpenPort},
+    {"PortOpened", RASCS_PortOpened},
+    {"ConnectDevice", RASCS_ConnectDevice},
+    {"DeviceConnected", RASCS_DeviceConnected},
+    {"AllDevicesConnected", RASCS_AllDevicesConnected},
+    {"Authenticate", RASCS_Authenticate},
+    {"AuthNotify", RASCS_AuthNotify},
+    {"Authenticated", RASCS_Authenticated},
+    {"AuthProject", RASCS_AuthProject},
+    {"Projected", RASCS_Projected},
+    {"Connected", RASCS_Connected},
+};
 
 struct DialStep {
     RASCONNSTATE state;
@@ -18,25 +37,8 @@ struct DialStep {
     DWORD pause; // ms before it; INFINITE: it comes only by a hang-up
 };
 
-struct DialCourse {
-    // Non-zero: the call returns this, and nothing is dialled.
-    DWORD refusal = ERROR_SUCCESS;
-    // The last one is the outcome: RASCS_Connected without an error, RASCS_Disconnected, or an error.
-    std::vector<DialStep> steps;
-    DWORD denial = ERROR_SUCCESS; // what the status says of a success
-    unsigned dropAfter = 0;       // ms after the connection; 0: the link stays
-};
-
-// The states in their usual order, from RASCS_OpenPort to RASCS_Connected.
-const std::vector<RASCONNSTATE>& usualStates();
-
-struct DialFacts {
-    bool hasPort;    // one of the computer's ports was free
-    bool isAdmitted; // the peer knows the user and the password
-    bool isAffected; // the behaviour applies to this dial, by its number
-};
-
-// The course of a dial of `peer`, null when nobody described the address.
-DialCourse planDial(const Peer* peer, const Service& service, const DialFacts& facts);
+// Half the latency passes while the device connects and half while the peer authenticates; a course that ends
+// early has waited the whole latency all the same. The last step is the outcome.
+std::vector<DialStep> courseOf(const Behaviour& behaviour, unsigned latency);
 
 } // namespace standin

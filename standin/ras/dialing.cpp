@@ -4,246 +4,156 @@
 #include "standin/ras/dial_course.h"
 #include "standin/ras/peers.h"
 #include "standin/ras/phonebook.h"
+#include "standin/ras/state_folder.h"
 
 #include <windows.h>
 
-#include <bit>
-#include <functional>
 #include <memory>
 
-#include <process.h>
 #include <raserror.h>
 
+#include <thread>
 #include <utility>
 
 namespace standin {
 namespace {
 
-constexpr unsigned threadStack = 256 * 1024; // bytes; the caller's notifier runs on it
+using Ending = Behaviour::Ending;
 
-// A dial under way.
-class DialJob {
-  public:
-    DialJob(std::shared_ptr<ConnectionTable> connections, HRASCONN connection, DialCourse dialCourse,
-            const Peer* peer, const Service& dialService, const Notifier& dialNotifier)
-        : table(std::move(connections)), handle(connection), course(std::move(dialCourse)),
-          service(dialService), notifier(dialNotifier), hungUp(table->createHangUpEvent(connection)),
-          clientAddress(peer ? peer->clientAddress : std::string()),
-          serverAddress(peer ? peer->serverAddress : std::string()) {}
-
-    bool isReady() const { return hungUp != nullptr; }
-    // Goes through the course; the result is what a synchronous call returns.
-    DWORD run();
-
-    // The job whose notifier runs on this thread, and hanging it up from there.
-    static DialJob* notifying();
-    bool isOf(HRASCONN connection) const { return handle == connection; }
-    DWORD hangUpLater() { return std::exchange(isToBeHungUp, true) ? ERROR_INVALID_HANDLE : ERROR_SUCCESS; }
-
-  private:
-    bool take(const DialStep& step);
-    bool settle(const DialStep& step);
-    void notify(const DialStep& step);
-    DWORD endHungUp();
-
-    static thread_local DialJob* current;
-
+// A dial under way, on the thread that it runs on.
+struct DialJob {
     std::shared_ptr<ConnectionTable> table;
     HRASCONN handle;
-    DialCourse course;
-    Service service;
-    Notifier notifier;
     Handle hungUp;
-    std::string clientAddress;
-    std::string serverAddress;
-    bool isToBeHungUp = false;
+    Service service;
+    Peer peer;
+    Behaviour behaviour;
+    RASDIALFUNC2 notifier; // null: it wants no more calls
+    ULONG_PTR callbackId;
+    bool isFailed = false;
 };
 
-thread_local DialJob* DialJob::current = nullptr;
-
-DialJob* DialJob::notifying() {
-    return current;
+void notify(DialJob& job, RASCONNSTATE state, DWORD error) {
+    constexpr DWORD onlySubEntry = 1;
+    if (job.notifier &&
+        job.notifier(job.callbackId, onlySubEntry, job.handle, WM_RASDIALEVENT, state, error, 0) == 0)
+        job.notifier = nullptr;
 }
 
-DWORD DialJob::run() {
-    for (const DialStep& step : course.steps) {
-        if (step.pause != 0 && WaitForSingleObject(hungUp.get(), step.pause) != WAIT_TIMEOUT)
-            return endHungUp();
-        if (!take(step))
-            return endHungUp();
-        notify(step);
-        if (isToBeHungUp) {
-            table->hangUp(handle, service.hangUpLinger);
-            return endHungUp();
-        }
-    }
-    const DialStep& outcome = course.steps.back();
-    return outcome.state == RASCS_Disconnected ? ERROR_DISCONNECTION : outcome.error;
+bool fail(DialJob& job, RASCONNSTATE state, DWORD error) {
+    job.isFailed = true;
+    return job.table->fail(job.handle, state, error, job.service.failedDialHoldsPort);
 }
 
 // Brings the connection to where the step leads; false when it was hung up.
-bool DialJob::take(const DialStep& step) {
+bool take(DialJob& job, const DialStep& step) {
     if (step.state == RASCS_Disconnected)
-        return table->fail(handle, step.state, ERROR_DISCONNECTION, service.failedDialHoldsPort);
+        return fail(job, step.state, ERROR_DISCONNECTION);
     if (step.error != ERROR_SUCCESS)
-        return table->fail(handle, step.state, step.error, service.failedDialHoldsPort);
+        return fail(job, step.state, step.error);
     if (step.state == RASCS_Projected)
-        return table->project(handle, clientAddress, serverAddress);
+        return job.table->project(job.handle, job.peer.clientAddress, job.peer.serverAddress);
     if (step.state != RASCS_Connected)
-        return table->enter(handle, step.state);
-    if (course.denial != ERROR_SUCCESS)
-        return table->fail(handle, RASCS_Disconnected, course.denial, service.failedDialHoldsPort);
-    return table->connect(handle, course.dropAfter, service.brokenLinkLinger);
+        return job.table->enter(job.handle, step.state);
+    if (job.behaviour.ending == Ending::denied)
+        return fail(job, RASCS_Disconnected, job.behaviour.error);
+    return job.table->connect(job.handle, job.behaviour.dropAfter, job.service.brokenLinkLinger);
 }
 
-void DialJob::notify(const DialStep& step) {
-    if (!notifier)
-        return;
-    current = this;
-    const bool wantsMore = notifier.tell(handle, step.state, step.error);
-    current = nullptr;
-    if (!wantsMore)
-        notifier = {};
-}
-
-DWORD DialJob::endHungUp() {
-    if (service.notifiesHangUp)
-        notify({RASCS_Disconnected, ERROR_SUCCESS, 0});
-    return ERROR_USER_DISCONNECTION;
-}
-
-// The code of a dial runs on after its caller may have unloaded this module.
-void stayLoaded() {
-    static const bool isPinned = [] {
-        HMODULE module = nullptr;
-        return GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_PIN | GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
-                                  reinterpret_cast<const char*>(&stayLoaded), &module) != FALSE;
-    }();
-    static_cast<void>(isPinned);
-}
-
-unsigned __stdcall runTask(void* argument) {
-    const std::unique_ptr<std::function<void()>> task(static_cast<std::function<void()>*>(argument));
-    (*task)();
-    return 0;
-}
-
-bool startThread(std::function<void()> work) {
-    stayLoaded();
-    auto task = std::make_unique<std::function<void()>>(std::move(work));
-    const Handle thread = owned(std::bit_cast<HANDLE>(_beginthreadex(
-        nullptr, threadStack, runTask, task.get(), STACK_SIZE_PARAM_IS_A_RESERVATION, nullptr)));
-    if (thread)
-        static_cast<void>(task.release());
-    return thread != nullptr;
-}
-
-// What is to be dialled: the entry, with the number of the call in place of its own if there is one.
-DWORD findTarget(const DialRequest& request, EntryFacts& target) {
-    if (!request.entryName.empty()) {
-        if (const DWORD error = findEntry(request.phonebook, request.entryName, target);
-            error != ERROR_SUCCESS)
-            return error;
-    } else if (request.number.empty()) {
-        return ERROR_CANNOT_FIND_PHONEBOOK_ENTRY;
-    } else {
-        target.name = "." + request.number;
+void run(DialJob& job) {
+    for (const DialStep& step : courseOf(job.behaviour, job.peer.latency)) {
+        const bool isHungUp =
+            step.pause != 0 && WaitForSingleObject(job.hungUp.get(), step.pause) != WAIT_TIMEOUT;
+        if (isHungUp || !take(job, step)) {
+            if (job.service.notifiesHangUp)
+                notify(job, RASCS_Disconnected, ERROR_SUCCESS);
+            return;
+        }
+        notify(job, step.state, step.error);
     }
-    if (!request.number.empty())
-        target.number = request.number;
-    // A device that the computer does not have is replaced by one that it has.
-    if (target.deviceName != l2tpDevice)
-        target.deviceName = pptpDevice;
+    // A failed dial is known until it is hung up, or until its process ends and the event with it.
+    if (job.isFailed)
+        WaitForSingleObject(job.hungUp.get(), INFINITE);
+}
+
+// How this dial of `peer` goes, which is not always as the peer is described.
+Behaviour behaviourNow(ConnectionTable& table, const Peer& peer, const DialRequest& request) {
+    const bool isOver = peer.behaviour.times != 0 &&
+                        table.countDial(peer.address, peer.behaviour.text) > peer.behaviour.times;
+    Behaviour behaviour = isOver ? Behaviour{} : peer.behaviour;
+    const bool reachesAuthentication = behaviour.state >= RASCS_AuthNotify;
+    if (reachesAuthentication && !peer.admits(request.user, request.password))
+        return {RASCS_AuthNotify, ERROR_AUTHENTICATION_FAILURE};
+    return behaviour;
+}
+
+// What answers at the entry's number.
+Peer peerAt(const std::string& number, const Peers& peers) {
+    if (const Peer* peer = peers.find(number))
+        return *peer;
+    Peer nobody;
+    nobody.address = number;
+    nobody.latency = peers.service.latency;
+    nobody.behaviour = {RASCS_ConnectDevice, peers.service.unreachableCode};
+    return nobody;
+}
+
+DWORD start(DialJob job, HRASCONN& handle) {
+    handle = job.handle;
+    std::thread([running = std::move(job)]() mutable { run(running); }).detach();
     return ERROR_SUCCESS;
-}
-
-bool isAdmitted(const Peer& peer, const DialRequest& request) {
-    if (request.password != passwordHandle || request.entryName.empty())
-        return peer.admits(request.user, request.password);
-    Credentials stored;
-    readCredentials(request.phonebook, request.entryName, stored);
-    std::string password = openPassword(stored.sealedPassword);
-    const bool admitted = peer.admits(request.user, password);
-    wipe(password);
-    return admitted;
-}
-
-DialCourse planCourse(ConnectionTable& table, const Peers& peers, const DialRequest& request,
-                      const EntryFacts& target, bool hasPort) {
-    const Peer* peer = peers.find(target.number);
-    DialFacts facts{hasPort, true, true};
-    if (peer) {
-        const Behaviour& behaviour = peer->behaviour;
-        facts.isAdmitted = isAdmitted(*peer, request);
-        facts.isAffected =
-            behaviour.times == 0 || table.countDial(target.number, behaviour.fingerprint) <= behaviour.times;
-    }
-    return planDial(peer, peers.service, facts);
 }
 
 // The entry is connected: there is nothing to dial, and the notifier hears so.
-DWORD join(const Notifier& notifier, HRASCONN connection, HRASCONN& handle) {
-    handle = connection;
-    if (notifier)
-        startThread([notifier, connection] { notifier.tell(connection, RASCS_Connected, ERROR_SUCCESS); });
+DWORD join(DialJob job, HRASCONN& handle) {
+    handle = job.handle;
+    std::thread([joined = std::move(job)]() mutable {
+        notify(joined, RASCS_Connected, ERROR_SUCCESS);
+    }).detach();
     return ERROR_SUCCESS;
-}
-
-DWORD start(const std::shared_ptr<DialJob>& job, bool isSynchronous, HRASCONN connection, HRASCONN& handle) {
-    handle = connection;
-    if (isSynchronous)
-        return job->run();
-    if (startThread([job] { job->run(); }))
-        return ERROR_SUCCESS;
-    handle = nullptr;
-    return ERROR_NOT_ENOUGH_MEMORY;
-}
-
-DWORD dialReserved(const std::shared_ptr<ConnectionTable>& table, const Peers& peers, DialRequest& request,
-                   const EntryFacts& target, const Reservation& reservation, HRASCONN& handle) {
-    DialCourse course = planCourse(*table, peers, request, target, reservation.hasPort);
-    wipe(request.password);
-    if (course.refusal != ERROR_SUCCESS)
-        return course.refusal;
-    const auto job = std::make_shared<DialJob>(table, reservation.handle, std::move(course),
-                                               peers.find(target.number), peers.service, request.notifier);
-    if (!job->isReady())
-        return ERROR_NOT_ENOUGH_MEMORY;
-    return start(job, !request.notifier, reservation.handle, handle);
 }
 
 } // namespace
 
-DWORD dial(DialRequest& request, HRASCONN& handle) {
-    const auto peers = currentPeers();
+DWORD dial(const DialRequest& request, HRASCONN& handle) {
+    const Peers peers = currentPeers();
     const auto table = ConnectionTable::current();
-    if (!table || !peers->error.empty() || !peers->service.isRunning)
+    if (!table || !peers.canConnect())
         return ERROR_RASMAN_CANNOT_INITIALIZE;
-    EntryFacts target;
-    if (const DWORD error = findTarget(request, target); error != ERROR_SUCCESS)
+    if (!peers.isFileThere)
+        tellOnce(peersPath() + ": there is no such file, so no address can be reached");
+    Entry entry;
+    if (const DWORD error = findEntry(request.phonebook, request.entryName, entry); error != ERROR_SUCCESS)
         return error;
-    const Reservation reservation = table->reserve(target, peers->service.ports);
-    switch (reservation.kind) {
-    case Reservation::Kind::busy:
+    Reservation reservation = table->reserve(entry, peers.service.ports);
+    if (reservation.kind == Reservation::Kind::busy)
         return ERROR_DIAL_ALREADY_IN_PROGRESS;
-    case Reservation::Kind::full:
+    if (reservation.kind == Reservation::Kind::full)
         return ERROR_NOT_ENOUGH_MEMORY;
-    case Reservation::Kind::joined:
-        return join(request.notifier, reservation.handle, handle);
-    case Reservation::Kind::reserved:
-        break;
+    DialJob job{table,
+                reservation.handle,
+                std::move(reservation.hungUp),
+                peers.service,
+                peerAt(entry.number, peers),
+                {},
+                request.notifier,
+                request.callbackId};
+    if (reservation.kind == Reservation::Kind::joined)
+        return join(std::move(job), handle);
+    if (reservation.hasPort)
+        job.behaviour = behaviourNow(*table, job.peer, request);
+    else
+        job.behaviour = {RASCS_OpenPort, ERROR_PORT_NOT_AVAILABLE};
+    if (job.behaviour.ending == Ending::refused) {
+        table->release(job.handle);
+        return job.behaviour.error;
     }
-    const DWORD error = dialReserved(table, *peers, request, target, reservation, handle);
-    if (!handle)
-        table->release(reservation.handle);
-    return error;
+    return start(std::move(job), handle);
 }
 
 DWORD hangUp(HRASCONN handle) {
-    if (DialJob* job = DialJob::notifying(); job && job->isOf(handle))
-        return job->hangUpLater();
     const auto table = ConnectionTable::current();
-    return table ? table->hangUp(handle, currentPeers()->service.hangUpLinger) : ERROR_INVALID_HANDLE;
+    return table ? table->hangUp(handle, currentPeers().service.hangUpLinger) : ERROR_INVALID_HANDLE;
 }
 
 } // namespace standin

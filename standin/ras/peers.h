@@ -2,15 +2,10 @@
 #pragma once
 
 #include <windows.h>
-
-#include <cstdint>
-#include <memory>
-
 #include <ras.h>
 #include <raserror.h>
 
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace standin {
@@ -20,28 +15,21 @@ struct Account {
     std::string password;
 };
 
-// What a peer does when it is dialled.
+// How a dial goes.
 struct Behaviour {
-    enum class Kind {
-        accepts,
-        refuses,      // whoever dials
-        neverAnswers, // until the dial is hung up
-        disconnects,  // while authenticating
-        unreachable,
-        busy, // this computer is still dialling the entry, for the first `times` dials
-        noPort,
-        denies, // reports success, which the status then denies
-        drops,  // ends the connection by itself
-        fails,
+    enum class Ending {
+        told,    // in `state`, with `error` or none
+        refused, // the call gives the error, and nothing is dialled
+        never,   // the dial stays in `state` until it is hung up
+        denied,  // success is told, of which the status then says `error`
     };
 
-    Kind kind = Kind::accepts;
-    DWORD code = 0;
-    RASCONNSTATE state = RASCS_OpenPort; // of `fails`
-    unsigned times = 0;                  // the first so many dials; 0: all
-    bool isNotified = false;             // `busy` comes by notification, not as the result of the call
-    unsigned milliseconds = 0;           // of `drops`, since the connection
-    std::uint64_t fingerprint = 0;       // of the text; dials are counted anew when it changes
+    RASCONNSTATE state = RASCS_Connected;
+    DWORD error = ERROR_SUCCESS;
+    Ending ending = Ending::told;
+    unsigned times = 0;     // the first so many dials; 0: all
+    unsigned dropAfter = 0; // ms after which a connection breaks by itself; 0: it stays
+    std::string text = {};  // as the peer is described
 };
 
 struct Peer {
@@ -52,7 +40,7 @@ struct Peer {
     std::string serverAddress;     // empty: the peer keeps it to itself
     Behaviour behaviour;
 
-    bool admits(std::string_view user, std::string_view password) const;
+    bool admits(const std::string& user, const std::string& password) const;
 };
 
 struct Service {
@@ -70,16 +58,18 @@ struct Service {
 struct Peers {
     Service service;
     std::vector<Peer> peers;
-    std::string error; // "file:line: what is wrong"; empty when all is well
+    std::string mistake; // "file:line: what is wrong"; empty when all is well
+    bool isFileThere = true;
 
-    const Peer* find(std::string_view address) const;
+    const Peer* find(const std::string& address) const;
+    // Whether the service that keeps connections could do its work.
+    bool canConnect() const;
 };
 
-// The present description, read afresh when its file has changed. A file that is not there describes nobody;
-// an error in it is said once on standard error. Any thread may call.
-std::shared_ptr<const Peers> currentPeers();
+// The present description, read afresh. A mistake in it is told.
+Peers currentPeers();
 
-// A hash for names and fingerprints.
-std::uint64_t hashOf(std::string_view text);
+// Says something on standard error, once in the life of the process.
+void tellOnce(const std::string& text);
 
 } // namespace standin

@@ -1,61 +1,31 @@
 #include "standin/ras/phonebook.h"
 
-#include "standin/ras/file_store.h"
 #include "standin/ras/handles.h"
-#include "standin/ras/mutex_lock.h"
+#include "standin/ras/records.h"
 #include "standin/ras/state_folder.h"
 
 #include <windows.h>
 
 #include <algorithm>
 #include <cctype>
-#include <memory>
 
 #include <raserror.h>
 
 namespace standin {
 namespace {
 
-struct Phonebook {
-    DWORD error = ERROR_SUCCESS;
-    std::string text;
-    SectionFile file;
-
-    bool isAbsent() const { return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND; }
-};
-
-// An entry in the file that holds it.
-struct Located {
-    std::string path;
-    std::shared_ptr<const Phonebook> phonebook;
-    const Section* section = nullptr;
-};
+constexpr char userKey[] = "UserName"; // the system keeps this in a store of its own
 
 // Created at the first work on a phonebook and kept for the life of the process, as the system does.
-class PhonebookLock {
+HANDLE phonebookMutex() {
+    static const Handle mutex = owned(CreateMutexA(nullptr, FALSE, "RasPbFile"));
+    return mutex.get();
+}
+
+class PhonebookLock : public MutexLock {
   public:
-    PhonebookLock() : lock(mutex()) {}
-
-  private:
-    static HANDLE mutex() {
-        static const Handle handle = owned(CreateMutexA(nullptr, FALSE, "RasPbFile"));
-        return handle.get();
-    }
-
-    MutexLock lock;
+    PhonebookLock() : MutexLock(phonebookMutex()) {}
 };
-
-Phonebook readPhonebook(const std::string& path) {
-    Phonebook phonebook;
-    phonebook.error = readFile(path, phonebook.text);
-    phonebook.file = parseSections(phonebook.text);
-    return phonebook;
-}
-
-std::shared_ptr<const Phonebook> load(const std::string& path) {
-    static FileCache<Phonebook> cache;
-    return cache.get(path, readPhonebook);
-}
 
 bool isNamed(const char* phonebook) {
     return phonebook && *phonebook;
@@ -64,29 +34,34 @@ bool isNamed(const char* phonebook) {
 std::vector<std::string> pathsOf(const char* phonebook) {
     if (isNamed(phonebook))
         return {fullPath(phonebook)};
-    std::vector<std::string> paths{allUsersPhonebook(), userPhonebook()};
-    std::erase(paths, std::string());
-    return paths;
+    return {allUsersPhonebook(), userPhonebook()};
 }
+
+// An entry in the file that holds it.
+struct Located {
+    std::string path;
+    SectionFile file;
+    Section* section = nullptr;
+    DWORD readError = ERROR_SUCCESS;
+
+    bool isUsable() const { return readError == ERROR_SUCCESS || isMissing(readError); }
+};
 
 DWORD locate(const char* phonebook, const std::string& name, Located& located) {
     for (const std::string& path : pathsOf(phonebook)) {
-        located = {path, load(path), nullptr};
-        if (located.phonebook->error != ERROR_SUCCESS &&
-            (isNamed(phonebook) || !located.phonebook->isAbsent()))
+        located = {path, {}, nullptr, ERROR_SUCCESS};
+        located.readError = readSections(path, located.file);
+        if (!located.isUsable() || (isNamed(phonebook) && located.readError != ERROR_SUCCESS))
             return ERROR_CANNOT_OPEN_PHONEBOOK;
-        located.section = located.phonebook->file.find(name);
+        located.section = located.file.find(name);
         if (located.section)
             return ERROR_SUCCESS;
     }
     return ERROR_CANNOT_FIND_PHONEBOOK_ENTRY;
 }
 
-DWORD save(const std::string& path, const Phonebook& old, const SectionFile& changed) {
-    const std::string text = renderSections(changed);
-    if (text == old.text && old.error == ERROR_SUCCESS)
-        return ERROR_SUCCESS;
-    switch (replaceFile(path, text)) {
+DWORD save(const Located& located) {
+    switch (writeSections(located.path, located.file)) {
     case ERROR_SUCCESS:
         return ERROR_SUCCESS;
     case ERROR_ACCESS_DENIED:
@@ -98,162 +73,114 @@ DWORD save(const std::string& path, const Phonebook& old, const SectionFile& cha
     }
 }
 
-// Applies `change` to the entry and writes its file.
-DWORD edit(const Located& located, const std::function<void(Section&)>& change) {
-    SectionFile file = located.phonebook->file;
-    change(*file.find(located.section->name));
-    return save(located.path, *located.phonebook, file);
+// Finds the entry, lets `change` work on it, and writes its file.
+template<class Change>
+DWORD edit(const char* phonebook, const std::string& name, Change change) {
+    const PhonebookLock lock;
+    Located located;
+    DWORD error = locate(phonebook, name, located);
+    if (error == ERROR_SUCCESS)
+        error = change(located);
+    return error == ERROR_SUCCESS ? save(located) : error;
 }
 
-// Where an entry that is in no phonebook yet goes.
-DWORD placeForNewEntry(const char* phonebook, Located& located) {
-    located.path = isNamed(phonebook) ? fullPath(phonebook) : allUsersPhonebook();
+// A file with a new, empty entry.
+DWORD addEntry(const char* phonebook, const std::string& name, Located& located) {
+    located = {pathsOf(phonebook).front(), {}, nullptr, ERROR_SUCCESS};
+    located.readError = readSections(located.path, located.file);
+    if (!located.isUsable())
+        return ERROR_CANNOT_OPEN_PHONEBOOK;
     if (!isNamed(phonebook))
         createFolders(located.path.substr(0, located.path.rfind('\\')));
-    located.phonebook = load(located.path);
-    const bool usable = located.phonebook->error == ERROR_SUCCESS || located.phonebook->isAbsent();
-    return usable ? ERROR_SUCCESS : ERROR_CANNOT_OPEN_PHONEBOOK;
+    located.section = &located.file.sections.emplace_back(Section{name, 0, {}});
+    return ERROR_SUCCESS;
 }
 
-DWORD createEntry(const char* phonebook, const std::string& name, const RASENTRYA& entry) {
-    Located located;
-    if (const DWORD error = placeForNewEntry(phonebook, located); error != ERROR_SUCCESS)
-        return error;
-    SectionFile file = located.phonebook->file;
-    describeEntry(file.sections.emplace_back(Section{name, 0, {}}), entry);
-    return save(located.path, *located.phonebook, file);
-}
-
-bool isControl(char c) {
-    return static_cast<unsigned char>(c) < ' ';
-}
-
-bool isWordCharacter(char c) {
-    const auto value = static_cast<unsigned char>(c);
-    return value >= 0x80 || std::isalnum(value);
-}
-
-// Renaming checks less than the check of new names does.
-bool isNameToRenameTo(const std::string& name) {
-    return name.size() <= RAS_MaxEntryName && name.find_first_not_of(' ') != std::string::npos &&
-           name.front() != '.' && std::none_of(name.begin(), name.end(), isControl);
+bool isEntryName(const std::string& name) {
+    const auto isControl = [](unsigned char c) { return c < ' '; };
+    const auto isWordCharacter = [](unsigned char c) { return c >= 0x80 || std::isalnum(c); };
+    return name.size() <= RAS_MaxEntryName && std::any_of(name.begin(), name.end(), isWordCharacter) &&
+           std::none_of(name.begin(), name.end(), isControl) && name.front() != '.' &&
+           name.find_first_of("|><?*\\/:;") == std::string::npos;
 }
 
 } // namespace
 
-DWORD listEntries(const char* phonebook, std::vector<EntryName>& entries) {
+DWORD listEntries(const char* phonebook, std::vector<RASENTRYNAMEA>& names) {
     const PhonebookLock lock;
     for (const std::string& path : pathsOf(phonebook)) {
-        const auto loaded = load(path);
-        if (loaded->error != ERROR_SUCCESS && !loaded->isAbsent())
+        Located located;
+        located.readError = readSections(path, located.file);
+        if (!located.isUsable())
             return ERROR_CANNOT_OPEN_PHONEBOOK;
-        for (const Section& section : loaded->file.sections)
-            entries.push_back({section.name, path});
+        for (const Section& section : located.file.sections) {
+            if (section.name.empty())
+                continue;
+            RASENTRYNAMEA& name = names.emplace_back();
+            fillField(name.szEntryName, section.name);
+            name.dwFlags = equalNames(path, allUsersPhonebook()) ? REN_AllUsers : REN_User;
+            fillField(name.szPhonebookPath, path);
+        }
     }
     return ERROR_SUCCESS;
 }
 
-DWORD findEntry(const char* phonebook, const std::string& name, EntryFacts& facts) {
+DWORD findEntry(const char* phonebook, const std::string& name, Entry& entry) {
     const PhonebookLock lock;
     Located located;
     const DWORD error = locate(phonebook, name, located);
     if (error == ERROR_SUCCESS)
-        facts = factsOf(*located.section, located.path);
+        entry = entryOf(*located.section, located.path);
     return error;
 }
 
-DWORD readEntry(const char* phonebook, const std::string& name, RASENTRYA& entry) {
-    const PhonebookLock lock;
-    Located located;
-    const DWORD error = locate(phonebook, name, located);
-    if (error == ERROR_SUCCESS)
-        entry = entryOf(*located.section);
-    return error;
-}
-
-DWORD writeEntry(const char* phonebook, const std::string& name, const RASENTRYA& entry) {
-    const PhonebookLock lock;
-    Located located;
-    const DWORD error = locate(phonebook, name, located);
-    if (error == ERROR_SUCCESS)
-        return edit(located, [&](Section& section) { describeEntry(section, entry); });
-    if (error == ERROR_CANNOT_FIND_PHONEBOOK_ENTRY || located.phonebook->isAbsent())
-        return createEntry(phonebook, name, entry);
-    return error;
-}
-
-DWORD renameEntry(const char* phonebook, const std::string& from, const std::string& to) {
-    if (!isNameToRenameTo(to))
-        return ERROR_INVALID_NAME;
-    const PhonebookLock lock;
-    Located located;
-    if (const DWORD error = locate(phonebook, from, located); error != ERROR_SUCCESS)
-        return error;
-    const Section* taken = located.phonebook->file.find(to);
-    if (taken && taken != located.section)
-        return ERROR_ALREADY_EXISTS;
-    return edit(located, [&](Section& section) { section.name = to; });
-}
-
-DWORD deleteEntry(const char* phonebook, const std::string& name) {
-    const PhonebookLock lock;
-    Located located;
-    if (const DWORD error = locate(phonebook, name, located); error != ERROR_SUCCESS)
-        return error;
-    SectionFile file = located.phonebook->file;
-    const std::string credentialsId = factsOf(*located.section, located.path).credentialsId;
-    file.sections.erase(file.sections.begin() + (located.section - located.phonebook->file.sections.data()));
-    const DWORD error = save(located.path, *located.phonebook, file);
-    if (error == ERROR_SUCCESS)
-        forgetCredentials(credentialsId);
-    return error;
-}
-
-DWORD validateEntryName(const char* phonebook, const std::string& name) {
+DWORD writeEntry(const char* phonebook, const std::string& name, const RASENTRYA& record) {
     if (!isEntryName(name))
         return ERROR_INVALID_NAME;
     const PhonebookLock lock;
     Located located;
-    const DWORD error = locate(phonebook, name, located);
-    if (error == ERROR_SUCCESS)
-        return ERROR_ALREADY_EXISTS;
-    return error == ERROR_CANNOT_FIND_PHONEBOOK_ENTRY ? ERROR_SUCCESS : error;
+    if (locate(phonebook, name, located) != ERROR_SUCCESS)
+        if (const DWORD error = addEntry(phonebook, name, located); error != ERROR_SUCCESS)
+            return error;
+    describeEntry(*located.section, record);
+    return save(located);
 }
 
-bool isEntryName(const std::string& name) {
-    return isNameToRenameTo(name) && name.find_first_of("|><?*\\/:;") == std::string::npos &&
-           std::any_of(name.begin(), name.end(), isWordCharacter);
+DWORD renameEntry(const char* phonebook, const std::string& from, const std::string& to) {
+    if (!isEntryName(to))
+        return ERROR_INVALID_NAME;
+    return edit(phonebook, from, [&](Located& located) -> DWORD {
+        const Section* taken = located.file.find(to);
+        if (taken && taken != located.section)
+            return ERROR_ALREADY_EXISTS;
+        located.section->name = to;
+        return ERROR_SUCCESS;
+    });
 }
 
-DWORD readCredentials(const char* phonebook, const std::string& name, Credentials& credentials) {
+DWORD deleteEntry(const char* phonebook, const std::string& name) {
+    return edit(phonebook, name, [](Located& located) -> DWORD {
+        auto& sections = located.file.sections;
+        sections.erase(sections.begin() + (located.section - sections.data()));
+        return ERROR_SUCCESS;
+    });
+}
+
+DWORD readUser(const char* phonebook, const std::string& name, std::string& user) {
     const PhonebookLock lock;
     Located located;
     const DWORD error = locate(phonebook, name, located);
     if (error == ERROR_SUCCESS)
-        credentials = storedCredentials(factsOf(*located.section, located.path).credentialsId);
+        user = located.section->value(userKey);
     return error;
 }
 
-DWORD changeCredentials(const char* phonebook, const std::string& name,
-                        const std::function<void(Credentials&)>& change) {
-    const PhonebookLock lock;
-    Located located;
-    if (const DWORD error = locate(phonebook, name, located); error != ERROR_SUCCESS)
-        return error;
-    std::string id = factsOf(*located.section, located.path).credentialsId;
-    if (id.empty()) {
-        id = newCredentialsId();
-        const DWORD error = edit(located, [&](Section& section) { giveCredentialsId(section, id); });
-        if (error != ERROR_SUCCESS)
-            return error;
-    }
-    Credentials credentials = storedCredentials(id);
-    change(credentials);
-    return storeCredentials(id, credentials);
-}
-
-bool isForAllUsers(const std::string& phonebook) {
-    return equalNames(phonebook, allUsersPhonebook());
+DWORD writeUser(const char* phonebook, const std::string& name, const std::string& user) {
+    return edit(phonebook, name, [&](Located& located) -> DWORD {
+        if (!user.empty())
+            located.section->set(userKey, user);
+        return ERROR_SUCCESS;
+    });
 }
 
 } // namespace standin

@@ -5,13 +5,9 @@
 // call. Results are remote-access or Windows error codes.
 #pragma once
 
-#include "standin/ras/credentials.h"
-#include "standin/ras/phonebook_entry.h"
+#include "standin/ras/entry.h"
 
 #include <windows.h>
-
-#include <functional>
-
 #include <ras.h>
 
 #include <string>
@@ -19,33 +15,19 @@
 
 namespace standin {
 
-struct EntryName {
-    std::string name;
-    std::string phonebook; // full path
-};
-
 // A file that does not exist has no entries.
-DWORD listEntries(const char* phonebook, std::vector<EntryName>& entries);
+DWORD listEntries(const char* phonebook, std::vector<RASENTRYNAMEA>& names);
 
 // 621 when the named file cannot be read, 623 when the entry is missing.
-DWORD findEntry(const char* phonebook, const std::string& name, EntryFacts& facts);
-DWORD readEntry(const char* phonebook, const std::string& name, RASENTRYA& entry);
+DWORD findEntry(const char* phonebook, const std::string& name, Entry& entry);
 
 // Changes the entry, or creates it; a new one without a named file goes to the phonebook of all users.
-DWORD writeEntry(const char* phonebook, const std::string& name, const RASENTRYA& entry);
+DWORD writeEntry(const char* phonebook, const std::string& name, const RASENTRYA& record);
 DWORD renameEntry(const char* phonebook, const std::string& from, const std::string& to);
 DWORD deleteEntry(const char* phonebook, const std::string& name);
 
-// 0 when a new entry may get this name, 123 when it is none, 183 when it is taken, 621.
-DWORD validateEntryName(const char* phonebook, const std::string& name);
-bool isEntryName(const std::string& name);
-
-// The credentials stored with an entry, to look at and to change.
-DWORD readCredentials(const char* phonebook, const std::string& name, Credentials& credentials);
-DWORD changeCredentials(const char* phonebook, const std::string& name,
-                        const std::function<void(Credentials&)>& change);
-
-// Whether this is the phonebook of all users.
-bool isForAllUsers(const std::string& phonebook);
+// The user name stored with an entry.
+DWORD readUser(const char* phonebook, const std::string& name, std::string& user);
+DWORD writeUser(const char* phonebook, const std::string& name, const std::string& user);
 
 } // namespace standin

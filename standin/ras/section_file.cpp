@@ -1,37 +1,44 @@
 #include "standin/ras/section_file.h"
 
+#include "standin/ras/handles.h"
+
 #include <algorithm>
+#include <fstream>
 
 #include <mbstring.h>
 
 namespace standin {
 namespace {
 
-bool isBlank(const Line& line) {
-    return line.text.find_first_not_of(" \t") == std::string::npos;
+bool isBlank(const std::string& line) {
+    return line.find_first_not_of(" \t") == std::string::npos;
 }
 
-auto withKey(std::string_view key) {
-    return [key](const Line& line) { return line.key() == key; };
+bool startsSection(const std::string& line) {
+    return line.front() == '[' && line.find(']') != std::string::npos;
 }
 
-bool startsSection(std::string_view line) {
-    return line.size() >= 2 && line.front() == '[' && line.find(']') != std::string_view::npos;
+std::string render(const SectionFile& file) {
+    std::string text;
+    for (const Section& section : file.sections) {
+        if (!section.name.empty())
+            text.append("[").append(section.name).append("]\r\n");
+        for (const Line& line : section.lines)
+            text.append(line.text).append("\r\n");
+        text.append("\r\n");
+    }
+    return text;
 }
 
-// Takes the next line off the front of `text`.
-std::string_view takeLine(std::string_view& text) {
-    const std::size_t end = text.find('\n');
-    std::string_view line = text.substr(0, end);
-    text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
-    if (!line.empty() && line.back() == '\r')
-        line.remove_suffix(1);
-    return line;
-}
-
-void renderLines(std::string& text, const std::vector<Line>& lines) {
-    for (const Line& line : lines)
-        text.append(line.text).append("\r\n");
+DWORD writeFlushed(const std::string& path, const std::string& text) {
+    const Handle file = owned(
+        CreateFileA(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+    DWORD written = 0;
+    if (!file || !WriteFile(file.get(), text.data(), static_cast<DWORD>(text.size()), &written, nullptr))
+        return GetLastError();
+    if (written != text.size())
+        return ERROR_DISK_FULL;
+    return FlushFileBuffers(file.get()) ? ERROR_SUCCESS : GetLastError();
 }
 
 } // namespace
@@ -46,66 +53,74 @@ std::string_view Line::value() const {
     return equals == std::string::npos ? std::string_view() : std::string_view(text).substr(equals + 1);
 }
 
-std::string Section::value(std::string_view key, std::string_view otherwise) const {
-    const auto line = std::find_if(lines.begin(), lines.end(), withKey(key));
-    return std::string(line == lines.end() ? otherwise : line->value());
+const Line* Section::find(std::string_view key) const {
+    const auto line =
+        std::find_if(lines.begin(), lines.end(), [key](const Line& each) { return each.key() == key; });
+    return line == lines.end() ? nullptr : &*line;
+}
+
+std::string Section::value(std::string_view key) const {
+    const Line* line = find(key);
+    return std::string(line ? line->value() : std::string_view());
 }
 
 void Section::set(std::string_view key, std::string_view value) {
-    const std::string text = std::string(key).append("=").append(value);
-    const auto line = std::find_if(lines.begin(), lines.end(), withKey(key));
-    if (line != lines.end()) {
-        line->text = text;
-        return;
-    }
-    const auto last = std::find_if_not(lines.rbegin(), lines.rend(), isBlank);
-    lines.insert(last.base(), Line{text});
+    const Line* known = find(key);
+    Line& line = known ? lines[static_cast<std::size_t>(known - lines.data())] : lines.emplace_back();
+    line.text = std::string(key).append("=").append(value);
 }
 
-void Section::erase(std::string_view key) {
-    std::erase_if(lines, withKey(key));
-}
-
-Section* SectionFile::find(std::string_view name) {
-    const auto section = std::find_if(sections.begin(), sections.end(),
-                                      [name](const Section& each) { return equalNames(each.name, name); });
+Section* SectionFile::find(const std::string& name) {
+    const auto section = std::find_if(sections.begin(), sections.end(), [&](const Section& each) {
+        return !each.name.empty() && equalNames(each.name, name);
+    });
     return section == sections.end() ? nullptr : &*section;
 }
 
-const Section* SectionFile::find(std::string_view name) const {
-    return const_cast<SectionFile*>(this)->find(name);
-}
-
-SectionFile parseSections(std::string_view text) {
-    SectionFile file;
-    for (unsigned number = 1; !text.empty(); ++number) {
-        const std::string_view line = takeLine(text);
+DWORD readSections(const std::string& path, SectionFile& file) {
+    if (GetFileAttributesA(path.c_str()) == INVALID_FILE_ATTRIBUTES)
+        return GetLastError();
+    std::ifstream stream(path, std::ios::binary);
+    std::string line;
+    for (unsigned number = 1; std::getline(stream, line); ++number) {
+        if (line.ends_with('\r'))
+            line.pop_back();
+        if (isBlank(line))
+            continue;
         if (startsSection(line))
-            file.sections.push_back({std::string(line.substr(1, line.rfind(']') - 1)), number, {}});
+            file.sections.push_back({line.substr(1, line.rfind(']') - 1), number, {}});
+        else if (file.sections.empty())
+            file.sections.push_back({{}, number, {{line, number}}});
         else
-            (file.sections.empty() ? file.preamble : file.sections.back().lines)
-                .push_back({std::string(line), number});
+            file.sections.back().lines.push_back({line, number});
     }
-    return file;
+    return stream.eof() ? ERROR_SUCCESS : ERROR_READ_FAULT;
 }
 
-std::string renderSections(const SectionFile& file) {
-    std::string text;
-    renderLines(text, file.preamble);
-    for (const Section& section : file.sections) {
-        if (!text.empty() && !text.ends_with("\r\n\r\n"))
-            text.append("\r\n");
-        text.append("[").append(section.name).append("]\r\n");
-        renderLines(text, section.lines);
-    }
-    return text;
+DWORD writeSections(const std::string& path, const SectionFile& file) {
+    // Not every system looks at this before it moves a file over another.
+    const DWORD attributes = GetFileAttributesA(path.c_str());
+    if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY))
+        return ERROR_ACCESS_DENIED;
+    const std::string fresh = path + ".tmp";
+    if (const DWORD error = writeFlushed(fresh, render(file)); error != ERROR_SUCCESS)
+        return error;
+    if (MoveFileExA(fresh.c_str(), path.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH))
+        return ERROR_SUCCESS;
+    const DWORD error = GetLastError();
+    DeleteFileA(fresh.c_str());
+    return error;
 }
 
-bool equalNames(std::string_view a, std::string_view b) {
+bool isMissing(DWORD readError) {
+    return readError == ERROR_FILE_NOT_FOUND || readError == ERROR_PATH_NOT_FOUND;
+}
+
+bool equalNames(const std::string& a, const std::string& b) {
     const auto bytes = [](const std::string& text) {
         return reinterpret_cast<const unsigned char*>(text.c_str());
     };
-    return a.size() == b.size() && _mbsicmp(bytes(std::string(a)), bytes(std::string(b))) == 0;
+    return a.size() == b.size() && _mbsicmp(bytes(a), bytes(b)) == 0;
 }
 
 } // namespace standin

@@ -1,7 +1,9 @@
-// Text files of sections: "[name]" lines, each followed by "key=value" lines. Phonebooks, the stored
-// credentials and peers.ini are such files. What is read is kept line for line, so that writing changes
-// nothing but what was meant.
+// Text files of sections: "[name]" lines, each followed by "key=value" lines. Phonebooks and peers.ini are
+// such files. Windows' own functions for them take no account of letter case in keys, so that they would mix
+// up the keys "Device" and "DEVICE" of a phonebook, and write a file in place.
 #pragma once
+
+#include <windows.h>
 
 #include <string>
 #include <string_view>
@@ -13,7 +15,7 @@ struct Line {
     std::string text;
     unsigned number = 0; // in the file it was read from
 
-    // What stands before the first equals sign, or nothing when there is none: a blank line or a comment.
+    // What stands before the first equals sign, or nothing when there is none.
     std::string_view key() const;
     std::string_view value() const;
 };
@@ -23,29 +25,32 @@ struct Section {
     unsigned number = 0;
     std::vector<Line> lines;
 
-    // The value of the first line with this key, by the letter; `otherwise` when there is none.
-    std::string value(std::string_view key, std::string_view otherwise = {}) const;
-    // Changes the first line with this key, or adds one behind the last line that is not blank.
+    // The first line with this key, by the letter; null when there is none.
+    const Line* find(std::string_view key) const;
+    // Its value, or nothing.
+    std::string value(std::string_view key) const;
+    // Changes that line, or adds one at the end.
     void set(std::string_view key, std::string_view value);
-    void erase(std::string_view key);
 };
 
+// A file without its blank lines. What stands before the first section is a section without a name.
 struct SectionFile {
-    std::vector<Line> preamble; // before the first section
     std::vector<Section> sections;
 
     // The first section of this name, whatever the letter case; null when there is none.
-    Section* find(std::string_view name);
-    const Section* find(std::string_view name) const;
+    Section* find(const std::string& name);
 };
 
-// Lines may end in CR LF or LF.
-SectionFile parseSections(std::string_view text);
+// Reads a file, whose lines may end in CR LF or LF; writes it with CR LF, and a blank line behind each
+// section. At every moment, a crash included, the file has its old content or the new one: it is written to a
+// second file beside it, flushed, and moved into place. The caller holds off other writers. Results are
+// Windows error codes.
+DWORD readSections(const std::string& path, SectionFile& file);
+DWORD writeSections(const std::string& path, const SectionFile& file);
 
-// Lines end in CR LF; a blank line stands between sections.
-std::string renderSections(const SectionFile& file);
+bool isMissing(DWORD readError);
 
 // Whether two texts in the ANSI code page differ in letter case at most.
-bool equalNames(std::string_view a, std::string_view b);
+bool equalNames(const std::string& a, const std::string& b);
 
 } // namespace standin

@@ -18,30 +18,21 @@ std::string environmentVariable(const char* name) {
 
 std::string systemFolder(int folder) {
     std::array<char, MAX_PATH> path{};
-    if (SHGetFolderPathA(nullptr, folder | CSIDL_FLAG_CREATE, nullptr, SHGFP_TYPE_CURRENT, path.data()) !=
-        S_OK)
-        return {};
-    std::string result = path.data();
-    if (!result.empty() && result.back() == '\\')
-        result.pop_back();
-    return result;
+    SHGetFolderPathA(nullptr, folder | CSIDL_FLAG_CREATE, nullptr, SHGFP_TYPE_CURRENT, path.data());
+    return path.data();
 }
 
-std::string phonebookBelow(const std::string& folder) {
-    return folder.empty() ? folder : folder + "\\Microsoft\\Network\\Connections\\Pbk\\rasphone.pbk";
-}
-
-const std::string& commonData() {
-    static const std::string folder = systemFolder(CSIDL_COMMON_APPDATA);
-    return folder;
+std::string phonebookBelow(int folder) {
+    return systemFolder(folder) + "\\Microsoft\\Network\\Connections\\Pbk\\rasphone.pbk";
 }
 
 } // namespace
 
 std::string stateFolder() {
+    static const std::string usual = systemFolder(CSIDL_COMMON_APPDATA) + "\\StandinRas";
     std::string folder = environmentVariable("STANDIN_RAS_FOLDER");
     if (folder.empty())
-        return commonData() + "\\StandinRas";
+        return usual;
     folder = fullPath(folder);
     if (folder.back() == '\\')
         folder.pop_back();
@@ -54,12 +45,12 @@ std::string peersPath() {
 }
 
 std::string allUsersPhonebook() {
-    static const std::string path = phonebookBelow(commonData());
+    static const std::string path = phonebookBelow(CSIDL_COMMON_APPDATA);
     return path;
 }
 
 std::string userPhonebook() {
-    static const std::string path = phonebookBelow(systemFolder(CSIDL_APPDATA));
+    static const std::string path = phonebookBelow(CSIDL_APPDATA);
     return path;
 }
 
@@ -70,9 +61,8 @@ std::string fullPath(const std::string& path) {
     return length > 0 && length < full.size() ? std::string(full.data(), length) : path;
 }
 
-bool createFolders(const std::string& folder) {
-    const int result = SHCreateDirectoryExA(nullptr, folder.c_str(), nullptr);
-    return result == ERROR_SUCCESS || result == ERROR_ALREADY_EXISTS || result == ERROR_FILE_EXISTS;
+void createFolders(const std::string& folder) {
+    SHCreateDirectoryExA(nullptr, folder.c_str(), nullptr);
 }
 
 } // namespace standin

@@ -6,24 +6,23 @@
 
 namespace standin {
 
-// The folder of the connection table, the credentials and, unless said otherwise, peers.ini: environment
-// variable STANDIN_RAS_FOLDER, else StandinRas in the folder of data common to all users. Without a backslash
-// at its end.
+// The folder of the connection table and, unless said otherwise, peers.ini: environment variable
+// STANDIN_RAS_FOLDER, else StandinRas in the folder of data common to all users. Without a backslash at its
+// end.
 std::string stateFolder();
 
 // The file that describes the peers: environment variable STANDIN_RAS_PEERS, else peers.ini in the state
 // folder.
 std::string peersPath();
 
-// The phonebook of all users and that of the current user, whether or not they exist; empty when the system
-// does not know the folder.
+// The phonebook of all users and that of the current user, whether or not they exist.
 std::string allUsersPhonebook();
 std::string userPhonebook();
 
 // The full path of `path`, as all parts of the stand-in compare and show it.
 std::string fullPath(const std::string& path);
 
-// Creates `folder` and those above it; false when that fails.
-bool createFolders(const std::string& folder);
+// Creates `folder` and those above it, as far as they are missing and that is possible.
+void createFolders(const std::string& folder);
 
 } // namespace standin

@@ -16,27 +16,14 @@ constexpr DWORD unknownInterface = 1717;
 char adminHandle;
 char configurationHandle;
 
-DWORD checkPorts(DWORD level, const BYTE* buffer) {
-    if (level != portLevel)
-        return ERROR_NOT_SUPPORTED;
-    if (buffer == nullptr)
-        return ERROR_INVALID_PARAMETER;
-    MPR_SERVER_1 ports;
-    std::memcpy(&ports, buffer, sizeof ports);
-    if (ports.dwNumPptpPorts == 0 || ((ports.dwPptpPortFlags | ports.dwL2tpPortFlags) & ~knownFlags) != 0)
-        return ERROR_INVALID_PARAMETER;
-    const DWORD ceiling = portCeiling();
-    return ports.dwNumPptpPorts > ceiling || ports.dwNumL2tpPorts > ceiling ? ERROR_SUCCESS_REBOOT_REQUIRED
-                                                                            : ERROR_SUCCESS;
+DWORD connect(HANDLE* target, char& handle, DWORD errorWithoutTarget) {
+    if (target == nullptr)
+        return errorWithoutTarget;
+    *target = &handle;
+    return ERROR_SUCCESS;
 }
 
-MPR_SERVER_1 portsIn(const BYTE* buffer) {
-    MPR_SERVER_1 ports;
-    std::memcpy(&ports, buffer, sizeof ports);
-    return ports;
-}
-
-DWORD getPorts(SIDE side, DWORD level, LPBYTE* buffer) {
+DWORD getPorts(Side side, DWORD level, LPBYTE* buffer) {
     if (buffer == nullptr)
         return ERROR_INVALID_PARAMETER;
     if (level != portLevel)
@@ -49,6 +36,32 @@ DWORD getPorts(SIDE side, DWORD level, LPBYTE* buffer) {
     return ERROR_SUCCESS;
 }
 
+DWORD checkPorts(const MPR_SERVER_1& ports) {
+    if (ports.dwNumPptpPorts == 0 || ((ports.dwPptpPortFlags | ports.dwL2tpPortFlags) & ~knownFlags) != 0)
+        return ERROR_INVALID_PARAMETER;
+    const DWORD ceiling = portCeiling();
+    return ports.dwNumPptpPorts > ceiling || ports.dwNumL2tpPorts > ceiling ? ERROR_SUCCESS_REBOOT_REQUIRED
+                                                                            : ERROR_SUCCESS;
+}
+
+// The running router stores what it is given, too. Ports beyond its ceiling wait for a restart, so it refuses
+// them; stored they may be.
+DWORD setPorts(Side side, DWORD level, const BYTE* buffer) {
+    if (level != portLevel)
+        return ERROR_NOT_SUPPORTED;
+    if (buffer == nullptr)
+        return ERROR_INVALID_PARAMETER;
+    MPR_SERVER_1 ports;
+    std::memcpy(&ports, buffer, sizeof ports);
+    const DWORD checked = checkPorts(ports);
+    if (checked != ERROR_SUCCESS && (checked != ERROR_SUCCESS_REBOOT_REQUIRED || side == Side::running))
+        return checked;
+    DWORD error = writePorts(Side::stored, ports);
+    if (error == ERROR_SUCCESS && side == Side::running)
+        error = writePorts(Side::running, ports);
+    return error != ERROR_SUCCESS ? error : checked;
+}
+
 } // namespace
 
 extern "C" {
@@ -59,80 +72,34 @@ BOOL WINAPI MprAdminIsServiceRunning(LPWSTR) {
 }
 
 DWORD WINAPI MprAdminServerConnect(LPWSTR, MPR_SERVER_HANDLE* handle) {
-    if (const DWORD code = orderedCode("MprAdminServerConnect"))
-        return code;
-    if (handle == nullptr)
-        return invalidBinding;
-    if (!routerRuns())
-        return unknownInterface;
-    *handle = &adminHandle;
-    return ERROR_SUCCESS;
+    return handle != nullptr && !routerRuns() ? unknownInterface
+                                              : connect(handle, adminHandle, invalidBinding);
 }
 
 void WINAPI MprAdminServerDisconnect(MPR_SERVER_HANDLE) {}
 
 DWORD WINAPI MprAdminServerGetInfo(MPR_SERVER_HANDLE handle, DWORD level, LPBYTE* buffer) {
-    if (const DWORD code = orderedCode("MprAdminServerGetInfo"))
-        return code;
-    if (handle != &adminHandle)
-        return invalidBinding;
-    return getPorts(SIDE::running, level, buffer);
+    return handle == &adminHandle ? getPorts(Side::running, level, buffer) : invalidBinding;
 }
 
-// The running router stores what it is given, too. Ports beyond its ceiling wait for a restart.
 DWORD WINAPI MprAdminServerSetInfo(MPR_SERVER_HANDLE handle, DWORD level, LPBYTE buffer) {
-    if (const DWORD code = orderedCode("MprAdminServerSetInfo"))
-        return code;
     if (handle != &adminHandle)
         return ERROR_INVALID_HANDLE;
-    if (!routerRuns())
-        return routerNotRunning;
-    const DWORD checked = checkPorts(level, buffer);
-    if (checked != ERROR_SUCCESS)
-        return checked;
-    const DWORD error = writePorts(SIDE::running, portsIn(buffer));
-    return error != ERROR_SUCCESS ? error : writePorts(SIDE::stored, portsIn(buffer));
-}
-
-DWORD WINAPI MprAdminBufferFree(LPVOID buffer) {
-    std::free(buffer);
-    return ERROR_SUCCESS;
+    return routerRuns() ? setPorts(Side::running, level, buffer) : routerNotRunning;
 }
 
 DWORD WINAPI MprConfigServerConnect(LPWSTR, HANDLE* handle) {
-    if (const DWORD code = orderedCode("MprConfigServerConnect"))
-        return code;
-    if (handle == nullptr)
-        return ERROR_INVALID_PARAMETER;
-    *handle = &configurationHandle;
-    return ERROR_SUCCESS;
+    return connect(handle, configurationHandle, ERROR_INVALID_PARAMETER);
 }
 
 void WINAPI MprConfigServerDisconnect(HANDLE) {}
 
 DWORD WINAPI MprConfigServerGetInfo(HANDLE handle, DWORD level, LPBYTE* buffer) {
-    if (const DWORD code = orderedCode("MprConfigServerGetInfo"))
-        return code;
-    if (handle != &configurationHandle)
-        return ERROR_INVALID_PARAMETER;
-    return getPorts(SIDE::stored, level, buffer);
+    return handle == &configurationHandle ? getPorts(Side::stored, level, buffer) : ERROR_INVALID_PARAMETER;
 }
 
 DWORD WINAPI MprConfigServerSetInfo(MPR_SERVER_HANDLE handle, DWORD level, LPBYTE buffer) {
-    if (const DWORD code = orderedCode("MprConfigServerSetInfo"))
-        return code;
-    if (handle != &configurationHandle)
-        return ERROR_INVALID_HANDLE;
-    const DWORD checked = checkPorts(level, buffer);
-    if (checked != ERROR_SUCCESS && checked != ERROR_SUCCESS_REBOOT_REQUIRED)
-        return checked;
-    const DWORD error = writePorts(SIDE::stored, portsIn(buffer));
-    return error != ERROR_SUCCESS ? error : checked;
-}
-
-DWORD WINAPI MprConfigBufferFree(LPVOID buffer) {
-    std::free(buffer);
-    return ERROR_SUCCESS;
+    return handle == &configurationHandle ? setPorts(Side::stored, level, buffer) : ERROR_INVALID_HANDLE;
 }
 
 // NOLINTEND(readability-inconsistent-declaration-parameter-name)

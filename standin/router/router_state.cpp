@@ -34,8 +34,8 @@ DWORD writeNumber(const char* section, const char* key, DWORD number) {
     return written != FALSE ? ERROR_SUCCESS : GetLastError();
 }
 
-const char* sectionOf(SIDE side) {
-    return side == SIDE::running ? "running" : "stored";
+const char* sectionOf(Side side) {
+    return side == Side::running ? "running" : "stored";
 }
 
 } // namespace
@@ -48,17 +48,13 @@ DWORD portCeiling() {
     return readNumber("router", "Ceiling", defaultCeiling);
 }
 
-DWORD orderedCode(const char* function) {
-    return readNumber("router", function, ERROR_SUCCESS);
-}
-
-MPR_SERVER_1 readPorts(SIDE side) {
+MPR_SERVER_1 readPorts(Side side) {
     const char* const section = sectionOf(side);
     return {readNumber(section, "PptpPorts", 0), readNumber(section, "PptpFlags", 0),
             readNumber(section, "L2tpPorts", 0), readNumber(section, "L2tpFlags", 0)};
 }
 
-DWORD writePorts(SIDE side, const MPR_SERVER_1& ports) {
+DWORD writePorts(Side side, const MPR_SERVER_1& ports) {
     const struct {
         const char* key;
         DWORD number;

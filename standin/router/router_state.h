@@ -1,11 +1,10 @@
 // What the stand-in router remembers: a file router.ini that a person can read and change at any time.
 //
 //   [router]
-//   Running=1                     whether the router service runs (default 0)
-//   Ceiling=1000                  more ports than this want a restart (3010)
-//   MprAdminServerSetInfo=5       a code that this function gives instead of working; any function that has
-//   one [running]                     what the running router has: PptpPorts, PptpFlags, L2tpPorts, L2tpFlags
-//   [stored]                      what it will start with
+//   Running=1       whether the router service runs (default 0)
+//   Ceiling=1000    more ports than this want a restart (3010)
+//   [running]       what the running router has: PptpPorts, PptpFlags, L2tpPorts, L2tpFlags
+//   [stored]        what it will start with
 //
 // The file lies in the folder named by the environment variable STANDIN_ROUTER_FOLDER, else in StandinRouter
 // below the folder of all users' application data.
@@ -14,14 +13,11 @@
 #include <windows.h>
 #include <mprapi.h>
 
-enum class SIDE { running, stored };
+enum class Side { running, stored };
 
 bool routerRuns();
 DWORD portCeiling();
 
-// The code that the file asks `function` to give; 0 when it is to work.
-DWORD orderedCode(const char* function);
-
-MPR_SERVER_1 readPorts(SIDE side);
+MPR_SERVER_1 readPorts(Side side);
 // 0, or the system's code when the file cannot be written.
-DWORD writePorts(SIDE side, const MPR_SERVER_1& ports);
+DWORD writePorts(Side side, const MPR_SERVER_1& ports);

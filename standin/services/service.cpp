@@ -1,13 +1,9 @@
 // standin-service.exe: a Windows service that does nothing, so that a Wine prefix has the services of remote
 // access.
 //
-//   standin-service.exe --install      installs TapiSrv, RasMan and RemoteAccess; TapiSrv and RasMan on
-//   demand,
-//                                      RemoteAccess disabled, as on a computer that was never set up as a
-//                                      server
-//   standin-service.exe NAME           what the service control manager runs
-//
-// A service refuses to stop while its value "RefuseStop" (below its key, in "Parameters") is not 0.
+//   standin-service.exe --install   installs TapiSrv and RasMan, to be started on demand, and RemoteAccess,
+//                                   disabled as on a computer that was never set up as a server
+//   standin-service.exe NAME        what the service control manager runs
 #include <windows.h>
 
 #include <cstdio>
@@ -15,23 +11,9 @@
 
 namespace {
 
-constexpr char serviceKeys[] = "SYSTEM\\CurrentControlSet\\Services\\";
-
 std::string serviceName;
 SERVICE_STATUS_HANDLE statusHandle;
 HANDLE stopped;
-
-bool refusesToStop() {
-    const std::string key = serviceKeys + serviceName + "\\Parameters";
-    HKEY parameters = nullptr;
-    if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, key.c_str(), 0, KEY_READ, &parameters) != ERROR_SUCCESS)
-        return false;
-    DWORD refuse = 0;
-    DWORD size = sizeof refuse;
-    RegQueryValueExA(parameters, "RefuseStop", nullptr, nullptr, reinterpret_cast<BYTE*>(&refuse), &size);
-    RegCloseKey(parameters);
-    return refuse != 0;
-}
 
 void report(DWORD state) {
     SERVICE_STATUS status = {};
@@ -46,8 +28,6 @@ DWORD WINAPI control(DWORD code, DWORD, void*, void*) {
         return NO_ERROR;
     if (code != SERVICE_CONTROL_STOP)
         return ERROR_CALL_NOT_IMPLEMENTED;
-    if (refusesToStop())
-        return ERROR_SERVICE_CANNOT_ACCEPT_CTRL;
     report(SERVICE_STOP_PENDING);
     SetEvent(stopped);
     return NO_ERROR;
