@@ -95,8 +95,8 @@ std::string init(const Operation& op, Outcome& outcome) {
     const bool ready = VARNEL::init(privates::pptpsrvDialDownCallback, op.has("kestrin"), op.has("ombrel"),
                                     op.has("any"), op.has("client"), op.has("disable"), message);
     std::string says = unicode2utf8(message);
-    replaceAll(says, "\r\n", " / ");
-    outcome.says = {says};
+    replaceAll(says, "\r\n", "\x1F"); // between lines
+    outcome.says = pieces(says, '\x1F');
     return yes(ready);
 }
 
