@@ -19,29 +19,23 @@ constexpr FallibleCall fallibleCalls[] = {
     {"Process32FirstW"}, {"ChangeServiceConfigA"},   {"CreateToolhelp32Snapshot", ~Word{0}, 1},
     {"Process32NextW"},  {"EnumDependentServicesA"}, {"CloseHandle", 0, -1}};
 
+constexpr DWORD driver = SERVICE_KERNEL_DRIVER, program = SERVICE_WIN32_OWN_PROCESS;
+constexpr DWORD disabled = SERVICE_DISABLED, onDemand = SERVICE_DEMAND_START;
+
 HMODULE helper2() {
     return GetModuleHandleW(L"Helper2.dll");
 }
 
-constexpr DWORD driver = SERVICE_KERNEL_DRIVER, program = SERVICE_WIN32_OWN_PROCESS;
-
-// A service that is installed for a scope, with an image of the system's.
+// A service that is installed for a scope, with the image of one of the system's.
 class Service {
   public:
-    explicit Service(const char* name, DWORD start = SERVICE_DEMAND_START, DWORD type = program)
-        : service(CreateServiceA(manager, name, nullptr, SERVICE_ALL_ACCESS, type, start,
-                                 SERVICE_ERROR_NORMAL, "C:\\windows\\system32\\spoolsv.exe", nullptr, nullptr,
-                                 nullptr, nullptr, nullptr)) {}
+    explicit Service(const char* name, DWORD start = onDemand, DWORD type = program)
+        : service(CreateServiceA(manager, name, nullptr, SERVICE_ALL_ACCESS, type, start, 0,
+                                 "C:\\windows\\system32\\spoolsv.exe", nullptr, nullptr, nullptr, nullptr,
+                                 nullptr)) {}
     ~Service() {
         DeleteService(service);
         CloseServiceHandle(service);
-        CloseServiceHandle(manager);
-    }
-
-    DWORD state() const {
-        SERVICE_STATUS status{};
-        REQUIRE(QueryServiceStatus(service, &status));
-        return status.dwCurrentState;
     }
 
     DWORD startType() const {
@@ -51,8 +45,14 @@ class Service {
         return config->dwStartType;
     }
 
+    bool runs() const {
+        SERVICE_STATUS status{};
+        REQUIRE(QueryServiceStatus(service, &status));
+        return status.dwCurrentState == SERVICE_RUNNING;
+    }
+
   private:
-    const SC_HANDLE manager = OpenSCManagerA(nullptr, nullptr, SC_MANAGER_ALL_ACCESS);
+    static inline const SC_HANDLE manager = OpenSCManagerA(nullptr, nullptr, SC_MANAGER_ALL_ACCESS);
     const SC_HANDLE service;
 };
 
@@ -85,7 +85,7 @@ struct Situation {
     std::vector<const char*> dependents = {};
 };
 
-const std::vector<Situation> situations = {
+const Situation situations[] = {
     {enable, {running}, ""},
     {enable, {paused}, ""},
     {enable, {pausing}, ""},
@@ -113,11 +113,9 @@ const std::vector<Situation> situations = {
      "Far stop Near 700 Far stop " + repeated("700 ", 41) + "600 ",
      timeout,
      {},
-     {"Far", "Near", "Far"}},
-};
+     {"Far", "Near", "Far"}}};
 
-// The system's service control manager as far as opening services and their start types goes; else it tells
-// what a situation says. Pauses take no time.
+// Plays a situation. Services are the system's own, but for their states; pauses take no time.
 class ScriptedManager {
   public:
     explicit ScriptedManager(const Situation& played) : situation(played), imports(helper2()) {
@@ -125,17 +123,16 @@ class ScriptedManager {
             calls += name == std::string("Base") ? "" : name + std::string(" ");
             return OpenServiceA(manager, name, access);
         });
-        imports.on("QueryServiceStatus",
-                   [this](SC_HANDLE, SERVICE_STATUS* status) { return tellNext(*status); });
+        imports.on("QueryServiceStatus", [this](SC_HANDLE, SERVICE_STATUS* status) { return tell(*status); });
         imports.on("StartServiceA", [this](SC_HANDLE, DWORD, const char**) { return answer("start "); });
         imports.on("ControlService", [this](SC_HANDLE, DWORD control, SERVICE_STATUS* status) -> BOOL {
-            return answer(control == SERVICE_CONTROL_STOP ? "stop " : "another control ") &&
-                   tellNext(*status);
+            return answer(control == SERVICE_CONTROL_STOP ? "stop " : "another ") && tell(*status);
         });
         imports.on("EnumDependentServicesA",
                    [this](SC_HANDLE, DWORD, ENUM_SERVICE_STATUSA* records, DWORD size, DWORD* needed,
                           DWORD* count) -> BOOL {
-                       *needed = sizeof *records; // of more, as if the others were started afterwards
+                       *needed =
+                           sizeof *records; // for the next one, as if the others were started afterwards
                        SetLastError(ERROR_MORE_DATA);
                        if (size < dependents.size() * sizeof *records)
                            return FALSE;
@@ -151,7 +148,6 @@ class ScriptedManager {
         });
     }
 
-    // What the library returns; `calls` is what it called meanwhile.
     bool play() {
         told = answered = 0;
         calls.clear();
@@ -160,12 +156,12 @@ class ScriptedManager {
         return situation.act();
     }
 
-    std::string calls;
+    std::string calls; // of this play
 
   private:
-    BOOL tellNext(SERVICE_STATUS& status) {
+    BOOL tell(SERVICE_STATUS& status) {
         const auto& [state, hint, exitCode] = situation.states[std::min(told++, situation.states.size() - 1)];
-        status = {SERVICE_WIN32_OWN_PROCESS, state, 0, exitCode, 0, 0, hint};
+        status = {program, state, 0, exitCode, 0, 0, hint};
         return TRUE;
     }
 
@@ -179,7 +175,7 @@ class ScriptedManager {
 
     const Situation& situation;
     std::size_t told = 0, answered = 0;
-    std::vector<const char*> dependents; // of the next service that is asked for
+    std::vector<const char*> dependents; // of the service that is asked for them next
     DWORD now = 0;
     ModuleImports imports;
 };
@@ -187,7 +183,7 @@ class ScriptedManager {
 } // namespace
 
 TEST_CASE("What the service control manager tells decides what is done; a failing call ends it") {
-    const Service base("Base", SERVICE_DISABLED), farther("Far"), nearer("Near");
+    const Service base("Base", disabled), farther("Far"), nearer("Near");
     for (const Situation& situation : situations) {
         ScriptedManager manager(situation);
         const FailingCalls<fallibleCalls> failing(helper2());
@@ -195,65 +191,55 @@ TEST_CASE("What the service control manager tells decides what is done; a failin
             const bool succeeded = manager.play();
             const DWORD code = failing.failed.empty() ? situation.code : failureCode;
             CAPTURE(situation.calls, failing.failed);
-            CHECK(succeeded == (code == NO_ERROR));
-            CHECK((succeeded || GetLastError() == code));
-            CHECK((!failing.failed.empty() || manager.calls == situation.calls));
+            CHECK((succeeded ? NO_ERROR : GetLastError()) == code);
+            CHECK((manager.calls == situation.calls || !failing.failed.empty()));
         });
     }
 }
 
-TEST_CASE("A service is enabled, started, disabled and stopped") {
-    const Service service("Base", SERVICE_DISABLED);
-    bool exists = false;
-    CHECK_FALSE(IsServiceEnabled("Base", &exists));
-    CHECK(exists);
-    CHECK(enable());
-    CHECK(isEnabled());
-    CHECK(service.startType() == SERVICE_AUTO_START);
-    CHECK(service.state() == SERVICE_RUNNING);
-    CHECK(disable());
-    CHECK(service.startType() == SERVICE_DISABLED);
-    CHECK(stop());
-    CHECK(service.state() == SERVICE_STOPPED);
-}
-
-TEST_CASE("A disabled service gets the start type that its kind and the mode ask for") {
-    const auto [type, start, mode, wanted] = GENERATE(
-        table<DWORD, DWORD, DWORD, DWORD>({{driver, SERVICE_DISABLED, 0, SERVICE_DEMAND_START},
-                                           {driver, SERVICE_DISABLED, 2, SERVICE_BOOT_START},
-                                           {driver, SERVICE_SYSTEM_START, 2, SERVICE_SYSTEM_START},
-                                           {program, SERVICE_DISABLED, 2, SERVICE_AUTO_START},
-                                           {program, SERVICE_DEMAND_START, 2, SERVICE_DEMAND_START}}));
+TEST_CASE("The system's manager enables, starts, disables and stops a service") {
+    const auto [type, start, mode, wanted] =
+        GENERATE(table<DWORD, DWORD, DWORD, DWORD>({{driver, disabled, 0, SERVICE_DEMAND_START},
+                                                    {driver, disabled, 2, SERVICE_BOOT_START},
+                                                    {driver, onDemand, 2, onDemand},
+                                                    {program, disabled, 0, SERVICE_AUTO_START},
+                                                    {program, disabled, 2, SERVICE_AUTO_START},
+                                                    {program, onDemand, 2, onDemand}}));
     const Service service("Base", start, type);
+    bool exists = false;
+    CHECK(IsServiceEnabled("Base", &exists) == (start != disabled));
+    CHECK(exists);
     CHECK(EnableService("Base", mode) == (type == program)); // the image is no driver's
     CHECK(service.startType() == wanted);
-    StopService("Base");
+    CHECK(service.runs() == (type == program));
+    CHECK(DisableService("Base"));
+    CHECK(service.startType() == disabled);
+    CHECK(service.runs() == (type == program));
+    CHECK(StopService("Base"));
+    CHECK_FALSE(service.runs());
 }
 
 TEST_CASE("A service that is not installed is not there; one that may not be opened is") {
-    bool exists = false;
-    CHECK_FALSE(IsServiceEnabled("Base", &exists));
-    CHECK_FALSE(exists);
-    for (const Act act : {enable, disable, stop, isEnabled}) {
-        SetLastError(NO_ERROR);
-        CHECK_FALSE(act());
-        CHECK(GetLastError() == ERROR_SERVICE_DOES_NOT_EXIST);
-    }
     ModuleImports imports(helper2());
-    imports.on("OpenServiceA", [](SC_HANDLE, const char*, DWORD) {
-        SetLastError(ERROR_ACCESS_DENIED);
-        return SC_HANDLE{};
-    });
-    CHECK_FALSE(IsServiceEnabled("Base", &exists));
-    CHECK(exists);
+    for (const DWORD code : {DWORD{ERROR_SERVICE_DOES_NOT_EXIST}, denied}) {
+        if (code == denied)
+            imports.on("OpenServiceA", [](SC_HANDLE, const char*, DWORD) {
+                SetLastError(denied);
+                return SC_HANDLE{};
+            });
+        for (const Act act : {enable, disable, stop, isEnabled})
+            CHECK((act() ? NO_ERROR : GetLastError()) == code);
+        bool exists = false;
+        CHECK_FALSE(IsServiceEnabled("Base", &exists));
+        CHECK(exists == (code == denied));
+    }
 }
 
 TEST_CASE("The process that listens on a port is found, with its name") {
     WSADATA data{};
-    REQUIRE(WSAStartup(MAKEWORD(2, 0), &data) == 0);
+    WSAStartup(MAKEWORD(2, 0), &data);
     const SOCKET listener = socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
+    sockaddr_in address{AF_INET, 0, {}, {}};
     int size = sizeof address;
     auto* const any = reinterpret_cast<sockaddr*>(&address);
     REQUIRE((bind(listener, any, size) == 0 && getsockname(listener, any, &size) == 0 &&
@@ -262,26 +248,23 @@ TEST_CASE("The process that listens on a port is found, with its name") {
     u_long nonBlocking = 1;
     ioctlsocket(listener, static_cast<long>(FIONBIO), &nonBlocking);
     send(listener, "x", 1, 0);
-
-    FailingCalls<fallibleCalls> failing(helper2());
+    const FailingCalls<fallibleCalls> failing(helper2());
     failing.inTurn([&] {
         std::wstring name = L"old";
         const DWORD owner = GetPortOccupyProcessW(ntohs(address.sin_port), name);
         const DWORD code = GetLastError();
-        const bool found = failing.failed != "GetExtendedTcpTable";
-        CHECK(owner == (found ? GetCurrentProcessId() : 0));
-        CHECK((found || code == failureCode));
+        CHECK(owner == (failing.failed == "GetExtendedTcpTable" ? 0 : GetCurrentProcessId()));
+        CHECK((owner != 0 || code == failureCode));
         CHECK(name == (failing.failed.empty() ? L"helper2_test.exe" : L""));
     });
     WSACleanup();
 }
 
 TEST_CASE("A listener comes before a connection, and what belongs to nobody is passed over") {
-    std::vector<MIB_TCPROW_OWNER_PID> connections = {
-        {MIB_TCP_STATE_ESTAB, 0, 0xABCD0000u | htons(1723), 0, 0, 12},
-        {MIB_TCP_STATE_TIME_WAIT, 0, htons(1723), 0, 0, 0},
-        {MIB_TCP_STATE_LISTEN, 0, htons(1724), 0, 0, 8},
-    };
+    std::vector<MIB_TCPROW_OWNER_PID> connections(
+        1, {MIB_TCP_STATE_ESTAB, 0, 0xABCD0000u | htons(1723), 0, 0, 12});
+    connections.push_back({MIB_TCP_STATE_TIME_WAIT, 0, htons(1723), 0, 0, 0});
+    connections.push_back({MIB_TCP_STATE_LISTEN, 0, htons(1724), 0, 0, 8});
     ModuleImports imports(helper2());
     imports.on(
         "GetExtendedTcpTable", [&](void* table, DWORD* size, BOOL, ULONG, TCP_TABLE_CLASS, ULONG) -> DWORD {
@@ -296,14 +279,13 @@ TEST_CASE("A listener comes before a connection, and what belongs to nobody is p
             return NO_ERROR;
         });
     std::wstring name;
-    const auto owner = [&name](unsigned short port) { return GetPortOccupyProcessW(port, name); };
-    CHECK(owner(1723) == 12);
+    CHECK(GetPortOccupyProcessW(1723, name) == 12);
     connections.push_back({MIB_TCP_STATE_LISTEN, 0, htons(1723), 0, 0, 4});
-    CHECK(owner(1723) == 4);
+    CHECK(GetPortOccupyProcessW(1723, name) == 4);
     CHECK(name == L"System");
-    CHECK(owner(1724) == 8);
+    CHECK(GetPortOccupyProcessW(1724, name) == 8);
     CHECK(name == L"System");
-    CHECK(owner(1725) == 0);
+    CHECK(GetPortOccupyProcessW(1725, name) == 0);
     CHECK(GetLastError() == ERROR_NOT_FOUND);
-    CHECK(name.empty());
+    CHECK(name == L"");
 }

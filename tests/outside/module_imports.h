@@ -10,20 +10,17 @@
 #include <windows.h>
 
 #include <cstdint>
-#include <new>
 #include <optional>
-#include <string>
-#include <utility>
 
-class ModuleImports {
+class ModuleImports : public ImportTable {
   public:
-    explicit ModuleImports(HMODULE module) : table(module) {}
+    using ImportTable::ImportTable;
 
     // `behaviour` is a lambda, which may refer to the test's variables.
     template<class BEHAVIOUR>
     void on(const char* name, const BEHAVIOUR& behaviour) {
         INFO(name);
-        REQUIRE(table.replace(name, functionOf(behaviour, &BEHAVIOUR::operator())));
+        REQUIRE(replace(name, functionOf(behaviour, &BEHAVIOUR::operator())));
     }
 
   private:
@@ -33,8 +30,6 @@ class ModuleImports {
         latest.emplace(behaviour);
         return reinterpret_cast<void*>(+[](ARGUMENTS... with) -> RESULT { return (*latest)(with...); });
     }
-
-    ImportTable table;
 };
 
 // An argument or result, whatever it means: each has a register or a place of this size.
@@ -49,13 +44,17 @@ struct FallibleCall {
 inline constexpr FallibleCall allocation{"_Znwy"}; // operator new, which throws
 inline constexpr DWORD failureCode = 4712;
 
-// Makes calls of a module fail, those that the array CALLS has. The others leave another last error than they
-// found.
+// Makes those calls of a module fail that the array CALLS has. Those that succeed spoil the last error.
 template<const auto& CALLS>
-class FailingCalls {
+class FailingCalls : ImportTable {
   public:
-    explicit FailingCalls(HMODULE module) : table(module) {
-        replaceAll(std::make_index_sequence<std::size(CALLS)>());
+    explicit FailingCalls(HMODULE module) : ImportTable(module) {
+        [this]<std::size_t... ROWS>(std::index_sequence<ROWS...>) {
+            ((real[ROWS] = reinterpret_cast<Function>(
+                  replace(CALLS[ROWS].name, reinterpret_cast<void*>(&call<ROWS>)))),
+             ...);
+        }
+        (std::make_index_sequence<std::size(CALLS)>());
     }
 
     // Acts again and again, with the first call failing, then the second, and so on until none is left to
@@ -64,8 +63,8 @@ class FailingCalls {
     static void inTurn(const ACT& act) {
         failing = 0;
         do {
-            ++failing;
             made = open = 0;
+            ++failing;
             failed = {};
             try {
                 act();
@@ -82,13 +81,6 @@ class FailingCalls {
     static inline std::string_view failed;
 
   private:
-    template<std::size_t... ROWS>
-    void replaceAll(std::index_sequence<ROWS...>) {
-        ((real[ROWS] = reinterpret_cast<Function>(
-              table.replace(CALLS[ROWS].name, reinterpret_cast<void*>(&call<ROWS>)))),
-         ...);
-    }
-
     // Has as many arguments as any call; those that a function does not have do no harm.
     template<std::size_t ROW>
     static Word call(Word a, Word b, Word c, Word d, Word e, Word f, Word g, Word h, Word i, Word j, Word k) {
@@ -109,5 +101,4 @@ class FailingCalls {
     using Function = decltype(&call<0>);
     static inline Function real[std::size(CALLS)];
     static inline int failing, made, open;
-    ImportTable table;
 };
