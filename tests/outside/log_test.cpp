@@ -11,7 +11,7 @@
 
 #include <io.h>
 
-#include <latch>
+#include <atomic>
 
 #include <process.h>
 
@@ -331,14 +331,18 @@ TEST_CASE("child: writes at its end", "[.]") {
 
 TEST_CASE("child: ends while threads write", "[.]") {
     writeAtUnload();
-    std::latch begun(3);
+    std::atomic<int> begun = 0;
     const auto writeForever = [&begun] {
-        for (LOG::prints(1, "", 0, "first"), begun.count_down();; LOG::prints(1, "", 0, "next")) {
+        for (int i = 0;; ++i) {
+            LOG::prints(1, "child", i, "next");
+            if (i == 10)
+                ++begun;
         }
     };
     for (int t = 0; t < 3; ++t)
         std::thread(writeForever).detach();
-    begun.wait();
+    while (begun < 3)
+        std::this_thread::yield();
     ExitProcess(killedCode);
 }
 
