@@ -93,6 +93,7 @@ class LogCopy {
 class LogTest {
   public:
     LogTest() {
+        fs::remove_all(folder);
         fs::create_directories(folder);
         useFile(file);
     }
