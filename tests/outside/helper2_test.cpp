@@ -29,14 +29,13 @@ HMODULE helper2() {
 // A service that is installed for a scope, with the image of one of the system's.
 class Service {
   public:
-    explicit Service(const char* name, DWORD start = onDemand, DWORD type = program)
-        : service(CreateServiceA(manager, name, nullptr, SERVICE_ALL_ACCESS, type, start, 0,
-                                 "C:\\windows\\system32\\spoolsv.exe", nullptr, nullptr, nullptr, nullptr,
-                                 nullptr)) {}
-    ~Service() {
-        DeleteService(service);
-        CloseServiceHandle(service);
+    explicit Service(const char* name, DWORD start = onDemand, DWORD type = program) {
+        remove(OpenServiceA(manager, name, DELETE)); // in case that an earlier run has left it
+        service =
+            CreateServiceA(manager, name, nullptr, SERVICE_ALL_ACCESS, type, start, 0,
+                           "C:\\windows\\system32\\spoolsv.exe", nullptr, nullptr, nullptr, nullptr, nullptr);
     }
+    ~Service() { remove(service); }
 
     DWORD startType() const {
         QUERY_SERVICE_CONFIGA config[8]; // with room for the texts
@@ -52,8 +51,13 @@ class Service {
     }
 
   private:
+    static void remove(SC_HANDLE unwanted) {
+        DeleteService(unwanted);
+        CloseServiceHandle(unwanted);
+    }
+
     static inline const SC_HANDLE manager = OpenSCManagerA(nullptr, nullptr, SC_MANAGER_ALL_ACCESS);
-    const SC_HANDLE service;
+    SC_HANDLE service;
 };
 
 using Act = bool (*)();
@@ -217,6 +221,7 @@ TEST_CASE("The system's manager enables, starts, disables and stops a service") 
 }
 
 TEST_CASE("A service that is not installed is not there; one that may not be opened is") {
+    { const Service removed("Base"); }
     bool exists = false;
     CHECK_FALSE(IsServiceEnabled("Base", &exists));
     CHECK_FALSE(exists);

@@ -49,7 +49,7 @@ bool holdsFor(const std::string& text) {
     const bool accepted = CheckIdFormat(nullptr, text, &id, &number, &whole);
     const std::string parts = number.empty() ? id : id + " #" + number;
     const bool partsFit = accepted ? whole == low && parts == low : id + number + whole == "---";
-    const std::string start = text.c_str(); // up to a zero
+    const std::string start = text.substr(0, text.find('\0'));
     const bool isId = isName(start) && start.find('#') == std::string::npos;
     const std::string path = isId ? "C:\\work\\" + start + "\\a.pbk" : "";
     return low == lowCase(text) && accepted == isName(text) && partsFit &&

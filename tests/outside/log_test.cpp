@@ -212,7 +212,7 @@ TEST_CASE_METHOD(LogTest, "The text arrives whole, and never as a second record"
         {"\tabc\x1B[2J\x1F \x7E\x7F", "\\tabc\\u001b[2J\\u001f \x7E\\u007f"},
         {"zero\0inside"s, "zero\\u0000inside"},
         {"\xC2\x9F\xC2\xA0", "\\u009f\xC2\xA0"},
-        {"\xE2\x80\xA7\xE2\x80\xA8\xE2\x80\xA9\xE2\x80\xAA", "\xE2\x80\xA7\\u2028\\u2029\xE2\x80\xAA"},
+        {"\xE2\x80\xA7\xE2\x80\xA8\xE2\x80\xA9\xE2\x80\xB0", "\xE2\x80\xA7\\u2028\\u2029\xE2\x80\xB0"},
         {"\xE8\xBF\x9E\xF0\x9F\x99\x82", "\xE8\xBF\x9E\xF0\x9F\x99\x82"},
         {"ANSI \xE9", "ANSI "s + utf8},
         {"%s%n%d", "%s%n%d"},

@@ -10,7 +10,7 @@
 #include <windows.h>
 
 #include <cstdint>
-#include <optional>
+#include <functional>
 
 class ModuleImports : public ImportTable {
   public:
@@ -26,9 +26,9 @@ class ModuleImports : public ImportTable {
   private:
     template<class BEHAVIOUR, class RESULT, class... ARGUMENTS>
     static void* functionOf(const BEHAVIOUR& behaviour, RESULT (BEHAVIOUR::*)(ARGUMENTS...) const) {
-        static std::optional<BEHAVIOUR> latest;
-        latest.emplace(behaviour);
-        return reinterpret_cast<void*>(+[](ARGUMENTS... with) -> RESULT { return (*latest)(with...); });
+        static std::function<RESULT(ARGUMENTS...)> latest;
+        latest = behaviour;
+        return reinterpret_cast<void*>(+[](ARGUMENTS... with) -> RESULT { return latest(with...); });
     }
 };
 
