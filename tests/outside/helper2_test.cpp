@@ -12,7 +12,7 @@
 
 namespace {
 
-constexpr FallibleCall fallibleCalls[] = {
+constexpr FallibleCall fallible[] = {
     allocation,          {"OpenSCManagerA", 0, 1},   {"OpenServiceA", 0, 1},
     {"StartServiceA"},   {"QueryServiceStatus"},     {"CloseServiceHandle", 0, -1},
     {"ControlService"},  {"QueryServiceConfigA"},    {"GetExtendedTcpTable", failureCode},
@@ -22,9 +22,7 @@ constexpr FallibleCall fallibleCalls[] = {
 constexpr DWORD driver = SERVICE_KERNEL_DRIVER, program = SERVICE_WIN32_OWN_PROCESS;
 constexpr DWORD disabled = SERVICE_DISABLED, onDemand = SERVICE_DEMAND_START;
 
-HMODULE helper2() {
-    return GetModuleHandleW(L"Helper2.dll");
-}
+const HMODULE helper2 = GetModuleHandleW(L"Helper2.dll");
 
 // A service that is installed for a scope, with the image of one of the system's.
 class Service {
@@ -120,7 +118,7 @@ const Situation situations[] = {
 // Plays a situation. Services are the system's own, but for their states; pauses take no time.
 class ScriptedManager {
   public:
-    explicit ScriptedManager(const Situation& played) : situation(played), imports(helper2()) {
+    explicit ScriptedManager(const Situation& played) : situation(played), imports(helper2) {
         imports.on("OpenServiceA", [this](SC_HANDLE manager, const char* name, DWORD access) {
             calls += name == std::string("Base") ? "" : name + std::string(" ");
             return OpenServiceA(manager, name, access);
@@ -187,7 +185,7 @@ TEST_CASE("What the service control manager tells decides what is done; a failin
     const Service base("Base", disabled), farther("Far"), nearer("Near");
     for (const Situation& situation : situations) {
         ScriptedManager manager(situation);
-        const FailingCalls<fallibleCalls> failing(helper2());
+        const FailingCalls<fallible> failing(helper2);
         failing.inTurn([&] {
             const bool succeeded = manager.play();
             const DWORD code = failing.failed.empty() ? situation.code : failureCode;
@@ -199,13 +197,11 @@ TEST_CASE("What the service control manager tells decides what is done; a failin
 }
 
 TEST_CASE("The system's manager enables, starts, disables and stops a service") {
+    using Row = std::tuple<DWORD, DWORD, DWORD, DWORD>;
     const auto [type, start, mode, wanted] =
-        GENERATE(table<DWORD, DWORD, DWORD, DWORD>({{driver, disabled, 0, SERVICE_DEMAND_START},
-                                                    {driver, disabled, 2, SERVICE_BOOT_START},
-                                                    {driver, onDemand, 2, onDemand},
-                                                    {program, disabled, 0, SERVICE_AUTO_START},
-                                                    {program, disabled, 2, SERVICE_AUTO_START},
-                                                    {program, onDemand, 2, onDemand}}));
+        GENERATE(Row{driver, disabled, 0, onDemand}, Row{driver, disabled, 2, SERVICE_BOOT_START},
+                 Row{driver, onDemand, 2, onDemand}, Row{program, disabled, 0, SERVICE_AUTO_START},
+                 Row{program, disabled, 2, SERVICE_AUTO_START}, Row{program, onDemand, 2, onDemand});
     const Service service("Base", start, type);
     bool exists = false;
     CHECK(IsServiceEnabled("Base", &exists) == (start != disabled));
@@ -227,7 +223,7 @@ TEST_CASE("A service that is not installed is not there; one that may not be ope
     CHECK_FALSE(exists);
     for (const Act act : {enable, disable, stop, isEnabled})
         CHECK((act() ? NO_ERROR : GetLastError()) == ERROR_SERVICE_DOES_NOT_EXIST);
-    ModuleImports imports(helper2());
+    ModuleImports imports(helper2);
     imports.on("OpenServiceA", [](SC_HANDLE, const char*, DWORD) {
         SetLastError(denied);
         return SC_HANDLE{};
@@ -249,7 +245,7 @@ TEST_CASE("The process that listens on a port is found, with its name") {
     u_long nonBlocking = 1;
     ioctlsocket(listener, static_cast<long>(FIONBIO), &nonBlocking);
     send(listener, "x", 1, 0);
-    const FailingCalls<fallibleCalls> failing(helper2());
+    const FailingCalls<fallible> failing(helper2);
     failing.inTurn([&] {
         std::wstring name = L"old";
         const DWORD owner = GetPortOccupyProcessW(ntohs(address.sin_port), name);
@@ -266,7 +262,7 @@ TEST_CASE("A listener comes before a connection, and what belongs to nobody is p
         1, {MIB_TCP_STATE_ESTAB, 0, 0xABCD0000u | htons(1723), 0, 0, 12});
     connections.push_back({MIB_TCP_STATE_TIME_WAIT, 0, htons(1723), 0, 0, 0});
     connections.push_back({MIB_TCP_STATE_LISTEN, 0, htons(1724), 0, 0, 8});
-    ModuleImports imports(helper2());
+    ModuleImports imports(helper2);
     imports.on(
         "GetExtendedTcpTable", [&](void* table, DWORD* size, BOOL, ULONG, TCP_TABLE_CLASS, ULONG) -> DWORD {
             if (connections.size() < 1000) // more is opened than there is room for

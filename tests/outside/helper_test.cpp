@@ -4,7 +4,6 @@
 #include <fmt/format.h>
 
 #include <filesystem>
-#include <fstream>
 #include <random>
 #include <regex>
 
@@ -14,17 +13,16 @@
 
 namespace {
 
+namespace fs = std::filesystem;
 using namespace std::string_literals;
 
-constexpr FallibleCall fallibleCalls[] = {{"GetFileVersionInfoSizeA"},
-                                          {"GetFileVersionInfoA"},
-                                          {"VerQueryValueA"},
-                                          {"SHGetFolderPathA", 0x80004005}};
-using Failing = FailingCalls<fallibleCalls>;
+constexpr FallibleCall fallible[] = {{"GetFileVersionInfoSizeA"},
+                                     {"GetFileVersionInfoA"},
+                                     {"VerQueryValueA"},
+                                     {"SHGetFolderPathA", 0x80004005}};
+using Failing = FailingCalls<fallible>;
 
-HMODULE helper() {
-    return GetModuleHandleW(L"Helper.dll");
-}
+const HMODULE helper = GetModuleHandleW(L"Helper.dll");
 
 void useWorkingFolder(const std::string& path) {
     SetEnvironmentVariableA("TAVIK_WORKING_FOLDER", path.c_str());
@@ -130,11 +128,11 @@ TEST_CASE("The private path lies below the working folder, or is empty") {
     SHGetFolderPathA(nullptr, CSIDL_COMMON_APPDATA, nullptr, SHGFP_TYPE_CURRENT, common);
     const std::string usual = common + "\\Tavik\\peers\\Node7\\pptp.pbk"s;
     Failing::inTurn([&usual] {
-        const Failing failing(helper());
+        const Failing failing(helper);
         const std::string path = GetPrivateConfigPathName("Node7", "pptp.pbk");
         CHECK(path == (Failing::failed.empty() ? usual : ""));
     });
-    ModuleImports imports(helper());
+    ModuleImports imports(helper);
     imports.on("IsDBCSLeadByte", [](BYTE first) -> BOOL { return first == 0x95; });
     const auto path = [](const std::string& folder, const char* id, const char* file) {
         useWorkingFolder(folder);
@@ -158,20 +156,25 @@ TEST_CASE("The private path lies below the working folder, or is empty") {
 
 TEST_CASE("A file is one that exists and is no folder; its version is 0 without a sound record of it") {
     char path[MAX_PATH] = "";
-    GetModuleFileNameA(helper(), path, MAX_PATH);
+    GetModuleFileNameA(helper, path, MAX_PATH);
     CHECK(IsFileExist(path));
     for (const char* other : {"C:\\windows", "C:\\missing", static_cast<const char*>(nullptr)})
         CHECK_FALSE(IsFileExist(other));
     Failing::inTurn([&path] {
-        const Failing failing(helper());
+        const Failing failing(helper);
         const unsigned long long version = GetFileVersion(path);
         CHECK(version == (Failing::failed.empty() ? PRODUCT_VERSION : 0));
     });
     CHECK(GetFileVersion("C:\\missing") == 0);
     CHECK(GetFileVersion("C:\\windows\\system.ini") == 0);
+    const fs::path half = fs::temp_directory_path() / "half.dll";
+    fs::copy_file(path, half, fs::copy_options::overwrite_existing);
+    fs::resize_file(half, fs::file_size(half) / 2);
+    CHECK(GetFileVersion(half.string()) == 0);
+    fs::remove(half);
     VS_FIXEDFILEINFO fixed{VS_FFI_SIGNATURE, 0, 0x10002, 0x30004, 0, 0, 0, 0, 0, 0, 0, 0, 0};
     UINT size = sizeof fixed;
-    ModuleImports imports(helper());
+    ModuleImports imports(helper);
     imports.on("VerQueryValueA", [&](const void*, const char*, void** found, UINT* length) -> BOOL {
         *found = &fixed;
         *length = size;
@@ -186,7 +189,7 @@ TEST_CASE("A file is one that exists and is no folder; its version is 0 without 
 }
 
 TEST_CASE("Windows' generation, width and language") {
-    ModuleImports imports(helper());
+    ModuleImports imports(helper);
     DWORD major = 0, minor = 0;
     BYTE type = VER_NT_WORKSTATION;
     imports.on("RtlGetVersion", [&](RTL_OSVERSIONINFOEXW* version) -> LONG {

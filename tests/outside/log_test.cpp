@@ -27,13 +27,13 @@ namespace fs = std::filesystem;
 using namespace std::string_literals;
 
 constexpr Word minusOne = 0xFFFFFFFF;
-constexpr FallibleCall fallibleCalls[] = {{"GetEnvironmentVariableW"},  {"GetPrivateProfileStringW"},
-                                          {"GetModuleFileNameW"},       {"fwrite"},
-                                          {"MultiByteToWideChar"},      {"WideCharToMultiByte"},
-                                          {"SetHandleInformation"},     {"_wfsopen"},
-                                          {"_filelengthi64", ~Word{0}}, {"GetFileAttributesW", minusOne},
-                                          {"fflush", minusOne},         {"_wrename", minusOne},
-                                          {"_wremove", minusOne},       {"_wmkdir", minusOne}};
+constexpr FallibleCall fallible[] = {{"GetEnvironmentVariableW"},  {"GetPrivateProfileStringW"},
+                                     {"GetModuleFileNameW"},       {"fwrite"},
+                                     {"MultiByteToWideChar"},      {"WideCharToMultiByte"},
+                                     {"SetHandleInformation"},     {"_wfsopen"},
+                                     {"_filelengthi64", ~Word{0}}, {"GetFileAttributesW", minusOne},
+                                     {"fflush", minusOne},         {"_wrename", minusOne},
+                                     {"_wremove", minusOne},       {"_wmkdir", minusOne}};
 
 const fs::path folder = fs::temp_directory_path() / fmt::format("log_test.{}", GetCurrentProcessId());
 const fs::path file = folder / "my.log";
@@ -141,11 +141,7 @@ TEST_CASE_METHOD(LogTest, "The file is also that of Log.ini, else one for all us
 
 TEST_CASE_METHOD(LogTest,
                  "The level is the environment's, else Log.ini's, else 2; what is above is dropped") {
-    struct Row {
-        const wchar_t* variable;
-        const char* settings;
-        long level;
-    };
+    using Row = std::tuple<const wchar_t*, const char*, long>;
     const auto [variable, settings, level] =
         GENERATE(Row{L"", "", 2}, Row{L"", "level=3", 3}, Row{L"", "level=all", 2}, Row{L"0", "level=3", 0},
                  Row{L"3x", "level=1", 1});
@@ -164,12 +160,10 @@ TEST_CASE_METHOD(LogTest,
 }
 
 TEST_CASE_METHOD(LogTest, "The limits are those of Log.ini, within bounds, else 1 MiB and 5 files") {
+    using Row = std::tuple<const char*, long long, int>;
     const auto [settings, kiB, files] =
-        GENERATE(table<const char*, long long, int>({{"", 1024, 5},
-                                                     {"size=7\nfiles=3", 7, 3},
-                                                     {"size=7 K\nfiles=x", 1024, 5},
-                                                     {"size=0\nfiles=0", 1, 1},
-                                                     {"size=9999999\nfiles=101", 1048576, 100}}));
+        GENERATE(Row{"", 1024, 5}, Row{"size=7\nfiles=3", 7, 3}, Row{"size=7 K\nfiles=x", 1024, 5},
+                 Row{"size=0\nfiles=0", 1, 1}, Row{"size=9999999\nfiles=101", 1048576, 100});
     const auto numbered = [](int number) { return folder / fmt::format("my.{}.log", number); };
     std::ofstream(numbered(files - 1)) << "oldest\n";
     std::ofstream(numbered(files - 2)) << "older\n";
@@ -282,7 +276,7 @@ TEST_CASE_METHOD(LogTest, "A file that cannot be opened is tried again after 10 
 }
 
 TEST_CASE_METHOD(LogTest, "Whatever call fails, nobody is told, and what is written later arrives") {
-    using Failing = FailingCalls<fallibleCalls>;
+    using Failing = FailingCalls<fallible>;
     Failing::inTurn([] {
         {
             const LogCopy log("size=1\nfile=" + file.string());
