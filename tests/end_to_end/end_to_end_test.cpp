@@ -2,7 +2,7 @@
 // tells how to write one.
 //
 //   end_to_end_test COMPUTER FOLDER TEXT... [--accept]    plays the texts of the folder
-//   end_to_end_test library [ID]                          code 1: the library stays when it is let go
+//   end_to_end_test size KEY\VALUE | stays-loaded ID      for the texts themselves
 #include "outside/Helper.h"
 
 #include <winsock2.h>
@@ -45,20 +45,18 @@ Lines linesOf(const fs::path& file) {
     return lines;
 }
 
-// What the test itself does to the computer: each command gets the rest of its line, and says what came of
-// it.
+// What the test itself does to the computer; each command gets the rest of its line.
 
 std::mt19937 chance;
 int struckHosts = 0;
 
-Lines killHost(const std::string& withinMilliseconds) {
+void killHost(const std::string& withinMilliseconds) {
     Sleep(static_cast<DWORD>(chance() % std::stoul(withinMilliseconds)));
     struckHosts += std::system("taskkill /f /im varnel-host.exe >nul 2>&1") == 0;
-    return {};
 }
 
 // The driver must have been stopped.
-Lines setDriverVersion(const std::string& build) {
+void setDriverVersion(const std::string& build) {
     const fs::path file = "C:\\windows\\system32\\Drivers\\Ombrel.SYS";
     std::string image = bytesOf(file);
     image.at(image.find("\xBD\x04\xEF\xFE") + offsetof(VS_FIXEDFILEINFO, dwFileVersionLS)) =
@@ -67,10 +65,9 @@ Lines setDriverVersion(const std::string& build) {
     while (!DeleteFileW(file.c_str()))
         Sleep(10);
     std::ofstream(file, std::ios::binary) << image;
-    return {};
 }
 
-Lines holdPort(const std::string& held) {
+void holdPort(const std::string& held) {
     static boost::asio::io_context network;
     static boost::asio::ip::tcp::acceptor port(network);
     port.close();
@@ -80,27 +77,23 @@ Lines holdPort(const std::string& held) {
         port.non_blocking(true);
         send(port.native_handle(), "x", 1, 0);
     }
-    return {};
 }
 
-Lines tellSize(const std::string& machineValue) {
+const std::map<std::string, void (*)(const std::string&)> ownCommands = {
+    {"kill", killHost}, {"driver", setDriverVersion}, {"port", holdPort}};
+
+// What a text asks of this program as of any other, by its exit code.
+
+int sizeOfValue(const std::string& machineValue) {
     const fs::path value = machineValue;
     DWORD size = 0;
     SHGetValueA(HKEY_LOCAL_MACHINE, value.parent_path().string().c_str(), value.filename().string().c_str(),
                 nullptr, nullptr, &size);
-    return {fmt::format("  {} bytes", size)};
+    return static_cast<int>(size);
 }
 
-const std::map<std::string, Lines (*)(const std::string&)> ownCommands = {
-    {"kill", killHost},
-    {"driver", setDriverVersion},
-    {"port", holdPort},
-    {"size", tellSize},
-};
-
-// Loads the library, dials if there is an id, and lets the library go; a program of its own, since the
-// library may stay.
-int tryLibrary(const std::string& id) {
+// Dials with the id, or does not when it is empty, before the library is let go.
+int staysLoaded(const std::string& id) {
     using DialUp = DWORD (*)(const std::string&, const std::string&, bool, bool, DWORD);
     constexpr auto dialUp = "_ZN6VARNEL6dialUpERKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEES7_bbm";
     HMODULE const library = LoadLibraryA("Varnel.dll");
@@ -110,6 +103,9 @@ int tryLibrary(const std::string& id) {
     FreeLibrary(library);
     return GetModuleHandleA("Varnel.dll") != nullptr;
 }
+
+const std::map<std::string, int (*)(const std::string&)> questions = {{"size", sizeOfValue},
+                                                                      {"stays-loaded", staysLoaded}};
 
 // A line of a text, with the lines that are typed then and those that must come of it.
 struct Step {
@@ -141,9 +137,11 @@ void rewrite(const fs::path& text, const std::vector<Step>& steps) {
 // Any other command is one of cmd.exe, which inherits this program's streams: files beside the place.
 Lines run(const Step& step) {
     const std::string command = step.line.substr(2);
-    const size_t blank = std::min(command.find(' '), command.size());
-    if (const auto own = ownCommands.find(command.substr(0, blank)); own != ownCommands.end())
-        return own->second(command.substr(std::min(blank + 1, command.size())));
+    const size_t blank = command.find(' ');
+    if (const auto own = ownCommands.find(command.substr(0, blank)); own != ownCommands.end()) {
+        own->second(command.substr(blank + 1));
+        return {};
+    }
     std::ofstream typed("..\\typed", std::ios::binary);
     for (const std::string& line : step.typed)
         typed << line.substr(2) << "\r\n";
@@ -256,8 +254,8 @@ class Player {
 
 int main(int count, char** arguments) {
     Lines words(arguments + 1, arguments + count);
-    if (words.at(0) == "library")
-        return tryLibrary(words.size() > 1 ? words[1] : "");
+    if (const auto question = questions.find(words.at(0)); question != questions.end())
+        return question->second(words.at(1));
     const bool accepts = std::erase(words, "--accept") != 0;
     for (const char* setting :
          {"STANDIN_RAS_FOLDER=C:\\end-to-end\\ras", "STANDIN_RAS_PEERS=C:\\end-to-end\\peers.ini",
