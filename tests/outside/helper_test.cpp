@@ -167,11 +167,11 @@ TEST_CASE("A file is one that exists and is no folder; its version is 0 without 
     });
     CHECK(GetFileVersion("C:\\missing") == 0);
     CHECK(GetFileVersion("C:\\windows\\system.ini") == 0);
-    const fs::path half = fs::temp_directory_path() / "half.dll";
-    fs::copy_file(path, half, fs::copy_options::overwrite_existing);
-    fs::resize_file(half, fs::file_size(half) / 2);
-    CHECK(GetFileVersion(half.string()) == 0);
-    fs::remove(half);
+    const fs::path cut = fs::temp_directory_path() / "cut.dll";
+    fs::copy_file(path, cut, fs::copy_options::overwrite_existing);
+    fs::resize_file(cut, 4096); // the headers still tell of a record
+    CHECK(GetFileVersion(cut.string()) == 0);
+    fs::remove(cut);
     VS_FIXEDFILEINFO fixed{VS_FFI_SIGNATURE, 0, 0x10002, 0x30004, 0, 0, 0, 0, 0, 0, 0, 0, 0};
     UINT size = sizeof fixed;
     ModuleImports imports(helper);

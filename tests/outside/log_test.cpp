@@ -125,6 +125,9 @@ TEST_CASE_METHOD(LogTest, "The file is also that of Log.ini, else one for all us
     {
         const LogCopy log;
         ModuleImports imports(log.module);
+        imports.on("GetModuleFileNameW", [](HMODULE module, wchar_t* path, DWORD room) {
+            return room <= MAX_PATH ? room : GetModuleFileNameW(module, path, room); // a long path
+        });
         imports.on("SHGetFolderPathW", [](HWND, int id, HANDLE, DWORD, wchar_t* path) -> HRESULT {
             return id == CSIDL_COMMON_APPDATA ? wcscpy(path, folder.c_str()), S_OK : E_FAIL;
         });
