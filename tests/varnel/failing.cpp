@@ -4,49 +4,48 @@
 
 namespace {
 
-constexpr const char* ownResults[] = {"87", "756", "true", "false", "\"\""}; // of what could be done or not
+const std::vector<std::string> ownResults = {"87", "756", "true", "false",
+                                             "\"\""}; // of what could be done or not
 
 // How a code is marked in the table of imports: it is told in the log unless it has one of these.
-enum Mark : char { toldOtherwise = '!', silent = '~', answer = '=' };
+constexpr char toldOtherwise = '!', silent = '~', answer = '=';
 
 bool has(const std::string& text, const std::string& part) {
     return text.find(part) != std::string::npos;
 }
 
-// One step of a play, disturbed in every way.
-class Disturbed {
+bool isAmong(const std::vector<std::string>& all, const std::string& one) {
+    return std::ranges::count(all, one) != 0;
+}
+
+// A step of a situation as it goes undisturbed, and again after it.
+class Usual {
   public:
-    Disturbed(const Situation& situation, std::size_t index);
-    void failEach();
+    Usual(const Situation& situation, std::size_t index);
+    void failEachCall() const;
 
   private:
-    bool disturb(const Fault& fault, char mark);
-    void judge(const Outcome& came, const Fault& fault);
-    void judgeClosely(const Outcome& came, const Fault& fault, char mark);
-    void expect(bool holds, const std::string& rule) {
-        if (!holds)
-            offences.push_back(rule);
-    }
+    bool disturb(const Fault& fault, char mark) const; // whether the failure came about at all
 
     const Situation& situation;
     const std::span<const Step> before;
     const Step& step;
-    Outcome first, second; // the undisturbed step, and again after it
+    Outcome first, second;
     std::vector<Import*> called;
-    std::vector<std::string> offences;
 };
 
-Disturbed::Disturbed(const Situation& situation_, std::size_t index)
+Usual::Usual(const Situation& situation_, std::size_t index)
     : situation(situation_), before(situation.steps.begin(), index), step(situation.steps[index]) {
     Run run(situation, Run::coarsePoll, before);
     first = run.perform(step);
-    std::ranges::copy_if(allImports(), std::back_inserter(called),
-                         [](const Import* import) { return import->calls != 0; });
+    for (Import* import : allImports())
+        if (import->calls != 0)
+            called.push_back(import);
     run.computer.dials.clear();
     second = run.perform({"", step.operation});
 }
 
-void Disturbed::failEach() {
+void Usual::failEachCall() const {
     for (Import* import : called)
         for (const std::string& code : words(import->codes))
             for (const bool lasting : {false, true}) {
@@ -56,70 +55,66 @@ void Disturbed::failEach() {
             }
 }
 
-// Whether the failure came about at all.
-bool Disturbed::disturb(const Fault& fault, char mark) {
+bool Usual::disturb(const Fault& fault, char mark) const {
+    const auto& [import, nth, lasting, number] = fault;
     report::begin(fmt::format("{}: {}, {}, {} #{}{} fails with {}", situation.name, step.operation,
-                              step.course, fault.import->name, fault.nth, fault.lasting ? " on" : "",
-                              fault.code));
+                              step.course, import->name, nth, lasting ? " on" : "", number));
     Run run(situation, Run::coarsePoll, before);
     const Outcome came = run.perform(step, {fault});
-    if (fault.import->calls < fault.nth)
+    if (import->calls < nth)
         return false;
-    // Another road than the usual one may be taken, so that only what holds always is asked, after an answer,
-    // where the text says so, and where its course has failures already.
-    const bool isLoose =
-        mark == answer || situation.may(fault.import->name) || has("; " + step.course, "; fails ");
-    offences = came.offences;
-    judge(came, fault);
-    if (!isLoose)
-        judgeClosely(came, fault, mark);
     run.computer.dials.clear();
-    const Outcome after = run.perform({"", step.operation});
-    expect(after.offences.empty(), "the next one: " + joined(after.offences, ", "));
-    expect(isLoose || after.result == first.result || after.result == second.result,
-           "the next one gives " + after.result);
-    expect(Run(situation, Run::coarsePoll, before).perform(step).sections == first.sections,
-           "on a fresh computer it goes another way afterwards");
-    report::end(offences);
-    return true;
-}
+    const Outcome next = run.perform({"", step.operation});
+    const Outcome fresh = Run(situation, Run::coarsePoll, before).perform(step);
 
-void Disturbed::judge(const Outcome& came, const Fault& fault) {
-    expect(came.result != "throws" || fault.import->throws, "it throws");
-    expect(!came.passwordLeft, "the password is left in memory");
-    for (const std::string& change : came.lines.at("left"))
-        expect(situation.may("strangers") || !has(change, "stranger"), "a stranger is touched: " + change);
-    for (const std::string& id : came.lines.at("told"))
-        expect(step.operation == "clean" || step.operation.starts_with("init") || id.starts_with("Node") ||
-                   std::ranges::count(first.lines.at("told"), id) != 0,
-               "the host is told of " + id);
-}
-
-void Disturbed::judgeClosely(const Outcome& came, const Fault& fault, char mark) {
-    if (came.result == "throws")
-        return;
-    const std::vector<std::string>& log = came.lines.at("log");
-    const std::string code = std::to_string(fault.code);
+    const std::string code = std::to_string(number), left = joined(came.lines.at("left"), "; ");
+    const auto isStrange = [&](const std::string& id) {
+        return !id.starts_with("Node") && !isAmong(first.lines.at("told"), id);
+    };
     const auto tells = [&](const std::string& line) {
-        return !line.starts_with('3') &&
-               (mark == toldOtherwise
-                    ? has(line, "fail") || has(line, "Can't")
-                    : line.ends_with(code) || has(line, code + " ") || line.ends_with("4294967295"));
+        if (line.starts_with('3'))
+            return false;
+        return mark == toldOtherwise
+                   ? has(line, "fail") || has(line, "Can't")
+                   : line.ends_with(code) || has(line, code + " ") || line.ends_with("4294967295");
     };
     const auto isNews = [&](const std::string& line) {
-        return line.starts_with('2') && std::ranges::count(first.lines.at("log"), line) == 0;
+        return line.starts_with('2') && !isAmong(first.lines.at("log"), line);
+    };
+    const auto isLogged = [&](const auto& what) {
+        return LOG::level < 2 || std::ranges::any_of(came.lines.at("log"), what);
     };
     std::string course = step.course;
     replaceAll(course, ",", " ");
-    const bool isSilenced = LOG::level < 2;
-    expect(mark == silent || isSilenced || std::ranges::any_of(log, tells), "the log does not tell of it");
-    expect(came.result == first.result || came.result == code ||
-               std::ranges::count(ownResults, came.result) != 0 ||
-               std::ranges::count(words(course), came.result) != 0,
-           "the result is " + came.result);
-    expect(came.result != first.result || came.lines.at("left") == first.lines.at("left") || isSilenced ||
-               std::ranges::any_of(log, isNews),
-           "the usual result, but another state: " + joined(came.lines.at("left"), "; "));
+    const bool throws = came.result == "throws";
+    // Another road than the usual one may be taken after an answer, where the text says so, and where the
+    // course has failures already.
+    const bool mayDiffer =
+        mark == answer || situation.may(import->name) || has("; " + step.course, "; fails ");
+    const bool hostMayHearOfAll = step.operation == "clean" || step.operation.starts_with("init");
+    const std::pair<bool, std::string> rules[] = {
+        {!throws || import->throws, "it throws"},
+        {!came.passwordLeft, "the password is left in memory"},
+        {situation.may("strangers") || !has(left, "stranger"), "a stranger is touched: " + left},
+        {hostMayHearOfAll || std::ranges::none_of(came.lines.at("told"), isStrange),
+         "the host is told of another peer"},
+        {mayDiffer || throws || mark == silent || isLogged(tells), "the log does not tell of it"},
+        {mayDiffer || throws || came.result == first.result || came.result == code ||
+             isAmong(ownResults, came.result) || isAmong(words(course), came.result),
+         "the result is " + came.result},
+        {mayDiffer || came.result != first.result || came.lines.at("left") == first.lines.at("left") ||
+             isLogged(isNews),
+         "the usual result, but another state: " + left},
+        {next.offences.empty(), "the next one: " + joined(next.offences, ", ")},
+        {mayDiffer || next.result == first.result || next.result == second.result,
+         "the next one gives " + next.result},
+        {fresh.sections == first.sections, "on a fresh computer it goes another way afterwards"}};
+    std::vector<std::string> offences = came.offences;
+    for (const auto& [holds, rule] : rules)
+        if (!holds)
+            offences.push_back(rule);
+    report::end(offences);
+    return true;
 }
 
 } // namespace
@@ -127,6 +122,6 @@ void Disturbed::judgeClosely(const Outcome& came, const Fault& fault, char mark)
 void playFailing(std::vector<SituationFile>& files) {
     report::eachSituation(files, [](Situation& situation) {
         for (std::size_t step = 0; step < situation.steps.size(); ++step)
-            Disturbed(situation, step).failEach();
+            Usual(situation, step).failEachCall();
     });
 }

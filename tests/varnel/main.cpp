@@ -4,12 +4,9 @@
 
 namespace {
 
-constexpr char help[] = "usage: situations_test WAY FILE...\n\n"
-                        "  written  plays the situations as the files have them; VARNEL_ACCEPT=1 writes what "
-                        "came into the files\n"
-                        "  failing  every call of each play fails in turn\n"
-                        "  lying    the system lies; VARNEL_SEED=N says how, VARNEL_SOAK=1 for how long\n"
-                        "  threads  many threads dial, hang up and ask at once (no files)";
+constexpr char help[] = "usage: situations_test written|failing|lying|threads FILE...\n"
+                        "VARNEL_ACCEPT=1 writes what came, when played as written, into the files; "
+                        "VARNEL_SEED=N says how to lie; VARNEL_SOAK=1 disturbs for longer";
 
 const std::map<std::string, void (*)(std::vector<SituationFile>&)> ways = {{"written", &playAsWritten},
                                                                            {"failing", &playFailing},

@@ -53,7 +53,7 @@ std::string difference(const std::string& expected, const std::string& came) {
     return place != nullptr && std::equal(password.begin(), password.end(), place);
 }
 
-std::string operate(const std::string& operation, Outcome& outcome) {
+void operate(const std::string& operation, Outcome& outcome) {
     using namespace privates;
     using fmt::format, fmt::to_string;
     const std::vector<std::string> said = words(operation);
@@ -65,11 +65,6 @@ std::string operate(const std::string& operation, Outcome& outcome) {
     const std::string id = said.size() > 1 ? said[1] : "", password = after("password", "secret");
     const DWORD address = ntohl(inet_addr(after("at", "10.0.0.1").c_str()));
     const auto dial = [&](auto function) {
-        struct Look {
-            const std::string& password;
-            bool& left;
-            ~Look() { left = stands(password); }
-        } const look{password, outcome.passwordLeft};
         return to_string(function(id, password, has("public"), has("encrypted"), address));
     };
     const auto init = [&] {
@@ -101,10 +96,13 @@ std::string operate(const std::string& operation, Outcome& outcome) {
         {"uninstallKestrin", [] { return uninstallDriverAndDeleteKestrin(), "done"; }},
         {"uninstallOmbrel", [] { return uninstallDriverAndDeleteSOmbrel(), "done"; }},
     };
-    const auto found = known.find(said.at(0));
-    if (found == known.end())
-        throw std::invalid_argument("a host cannot do \"" + operation + "\"");
-    return found->second();
+    const std::function<std::string()>& asSaid = known.at(said.at(0));
+    try {
+        outcome.result = asSaid();
+    } catch (const std::bad_alloc&) {
+        outcome.result = "throws";
+    }
+    outcome.passwordLeft = stands(password);
 }
 
 } // namespace
@@ -158,11 +156,8 @@ Outcome Run::perform(const Step& step, std::vector<Fault> failures) {
     const unsigned long long start = computer.clock.elapsed;
     const std::string operation = meant(step.operation);
     faults::plan(failures);
-    try {
-        outcome.result = shown(operate(operation, outcome));
-    } catch (const std::bad_alloc&) {
-        outcome.result = "throws";
-    }
+    operate(operation, outcome);
+    outcome.result = shown(outcome.result);
     auto& lines = outcome.lines;
     const unsigned long long took = computer.clock.elapsed - start;
     lines["gives"] = {outcome.result + (took != 0 ? fmt::format(" after {} ms", took) : "")};

@@ -2,8 +2,6 @@
 
 #include "facts.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <fstream>
 #include <sstream>
@@ -12,84 +10,72 @@ namespace {
 
 constexpr std::size_t lineWidth = 110;
 const std::string margin(8, ' '); // of a line that goes on with the one before
-constexpr char caseMark[] = "=>";
 
-bool isExpectation(const std::string& keyword) {
-    return keyword == caseMark || std::ranges::count(allSections, keyword) != 0;
-}
-
-std::string laidOut(std::string rest) {
+// A line, over as many as it takes.
+std::string laidOut(std::string line) {
     std::string all;
-    while (rest.size() > lineWidth) {
-        std::size_t end = rest.rfind("; ", lineWidth - 2) + 1;
+    while (line.size() > lineWidth) {
+        std::size_t end = line.rfind("; ", lineWidth - 2) + 1;
         if (end <= margin.size())
-            end = rest.rfind(' ', lineWidth);
+            end = line.rfind(' ', lineWidth);
         if (end <= margin.size())
             break;
-        all += rest.substr(0, end) + "\n";
-        rest = margin + rest.substr(end + 1);
+        all += line.substr(0, end) + "\n";
+        line.replace(0, end + 1, margin);
     }
-    return all + rest + "\n";
+    return all + line + "\n";
 }
 
 std::string expectation(const Situation& situation, Step step) {
-    std::string text;
-    if (!situation.isCase) {
-        for (const std::string& section : allSections)
-            if (!step.expected[section].empty())
-                text += laidOut(fmt::format("{:<8}", section) + step.expected[section]);
-        return text;
-    }
-    for (const auto& [section, words] : situation.sections) {
-        const std::string& expected = step.expected[section];
-        text += (text.empty() ? "  => " : " | ") + (expected.empty() ? "-" : expected);
-    }
-    return laidOut(text);
+    std::string lines, fields;
+    for (const std::string& section : allSections)
+        if (!step.expected[section].empty())
+            lines += laidOut((section + margin).substr(0, margin.size()) + step.expected[section]);
+    for (const auto& [section, words] : situation.sections)
+        fields += " | " + (step.expected[section].empty() ? "-" : step.expected[section]);
+    return situation.isCase ? laidOut("  =>" + fields.substr(2)) : lines;
 }
 
 } // namespace
 
 bool Section::counts(const std::string& line) const {
     const auto isIn = [&](const std::string& word) { return line.find(word) != std::string::npos; };
-    const auto isOut = [&](const std::string& word) { return word[0] == '-' && isIn(word.substr(1)); };
-    const bool anyLine = std::ranges::all_of(words, [](const std::string& word) { return word[0] == '-'; });
-    return (anyLine || std::ranges::any_of(words, isIn)) && std::ranges::none_of(words, isOut);
+    const auto isUnword = [](const std::string& word) { return word[0] == '-'; };
+    const auto isOut = [&](const std::string& word) { return isUnword(word) && isIn(word.substr(1)); };
+    return std::ranges::none_of(words, isOut) &&
+           (std::ranges::all_of(words, isUnword) || std::ranges::any_of(words, isIn));
 }
 
 SituationFile::SituationFile(const std::string& path_) : path(path_) {
     std::ifstream file(path);
     if (!file)
         throw std::runtime_error("cannot read " + path);
-    int number = 0;
-    for (std::string written; std::getline(file, written);) {
-        ++number;
-        const bool goesOn = written.starts_with(margin) && !lines.empty();
-        Line& line = goesOn ? lines.back() : lines.emplace_back(Line{"", "", "", number});
-        std::istringstream rest(written);
-        std::string text;
-        if (!goesOn)
-            rest >> line.keyword;
-        std::getline(rest >> std::ws, text);
-        line.text += (goesOn ? " " : "") + text;
-        line.written += written + "\n";
-    }
-    for (const Line& line : lines) {
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(file, line);)
+        if (line.starts_with(margin) && !lines.empty())
+            lines.back() += line.substr(margin.size() - 1);
+        else
+            lines.push_back(line);
+    for (const std::string& line : lines)
         try {
             take(line);
         } catch (const std::exception& reason) {
-            throw std::runtime_error(fmt::format("{}:{}: {}", path, line.number, reason.what()));
+            throw std::runtime_error(path + ": " + line + ": " + reason.what());
         }
-    }
 }
 
-void SituationFile::take(const Line& line) {
-    const auto& [keyword, text, written, number] = line;
+void SituationFile::take(const std::string& line) {
+    std::istringstream rest(line);
+    std::string keyword, text;
+    std::getline(rest >> keyword >> std::ws, text);
+    const bool isExpectation = keyword == "=>" || std::ranges::count(allSections, keyword) != 0;
+    if (!isExpectation)
+        written += laidOut(line);
     if (keyword.empty() || keyword == "#")
         return;
     if (keyword == "situation") {
         situations.emplace_back().name = text;
-        take({"only", "calls; log; left"});
-        return;
+        keyword = "only", text = "calls; log; left";
     }
     Situation& situation = situations.at(situations.size() - 1);
     std::vector<Step>& steps = situation.steps;
@@ -109,18 +95,21 @@ void SituationFile::take(const Line& line) {
     } else if (keyword == "course") {
         course = text;
     } else if (keyword == "do") {
-        steps.push_back({std::exchange(course, ""), text, {}, number});
+        steps.push_back({std::exchange(course, ""), text, {}, std::exchange(written, "")});
     } else if (keyword == "case") {
-        const Step step = {text, steps.at(0).operation, {}, number};
-        if (std::exchange(situation.isCase, true))
+        Step step = {text, steps.at(0).operation, {}, std::exchange(written, "")};
+        if (situation.isCase)
             situations.push_back(situation);
+        else
+            step.written.insert(0, steps[0].written);
+        situations.back().isCase = true;
         situations.back().steps = {step};
-    } else if (keyword == caseMark) {
+    } else if (keyword == "=>") {
         const std::vector<std::string> fields = pieces(text, '|');
         for (std::size_t i = 0; i < fields.size(); ++i)
             if (fields[i] != "-")
                 steps.at(0).expected[situation.sections.at(i).name] = fields[i];
-    } else if (isExpectation(keyword)) {
+    } else if (isExpectation) {
         steps.at(steps.size() - 1).expected[keyword] = text;
     } else {
         throw std::runtime_error("no line begins with \"" + keyword + "\"");
@@ -128,12 +117,9 @@ void SituationFile::take(const Line& line) {
 }
 
 void SituationFile::write() const {
-    std::map<int, std::string> expectations;
+    std::ofstream file(path, std::ios::binary);
     for (const Situation& situation : situations)
         for (const Step& step : situation.steps)
-            expectations[step.line] = expectation(situation, step);
-    std::ofstream file(path, std::ios::binary);
-    for (const Line& line : lines)
-        if (!isExpectation(line.keyword))
-            file << line.written << expectations[line.number];
+            file << step.written << expectation(situation, step);
+    file << written;
 }

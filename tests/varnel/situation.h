@@ -11,7 +11,7 @@ struct Step {
     std::string course; // what is so from here on
     std::string operation;
     std::map<std::string, std::string> expected = {}; // by section: "gives", "calls", "log", ...
-    int line = 0;                                     // of the text, after which the expectation stands
+    std::string written = {};                         // the lines from the step before up to the expectation
 };
 
 struct Section {
@@ -42,16 +42,10 @@ class SituationFile {
     std::vector<Situation> situations;
 
   private:
-    struct Line {
-        std::string keyword, text;
-        std::string written = {}; // as it stands in the file, over as many lines as it takes
-        int number = 0;
-    };
-    void take(const Line& line);
+    void take(const std::string& line);
 
     const std::string path;
-    std::vector<Line> lines;
-    std::string course; // of the step that is to come
+    std::string course, written; // of the step that is to come
 };
 
 inline const std::vector<std::string> allSections = {"gives", "says", "calls", "log", "trace", "left"};
