@@ -239,3 +239,5 @@ void on(ANSWER answer) {
 // Puts the thunks into the import table of Varnel.dll, for as long as the program runs. What is imported and
 // has no row, or the other way round.
 std::vector<std::string> redirectImports();
+// What is other than it should be in the modules as files.
+std::vector<std::string> oddInShippedModules();

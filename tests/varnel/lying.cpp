@@ -3,8 +3,6 @@
 // told, the library stays within its bounds, gives back what it was lent, and touches nothing of a stranger.
 #include "play.h"
 
-#include <algorithm>
-#include <cstring>
 #include <random>
 
 #include <raserror.h>
@@ -28,19 +26,21 @@ bool oneIn(DWORD n) {
     return below(n) == 0;
 }
 
+const auto& anyOf(const auto& all) {
+    return all[below(static_cast<DWORD>(std::size(all)))];
+}
+
 std::string anyText() {
     static const std::string others[] = {"stranger #0",     "..",      "con", "%s%n", "a/b", "1", "999.1.1.1",
                                          "ms_pptpminiport", "10.0.0.1"};
     static const std::string tails[] = {"", " #0", " #1", " #", "#0", "7 #0", " #9999999999"};
-    return oneIn(3) ? others[below(std::size(others))]
-                    : peers[below(static_cast<DWORD>(peers.size()))] + tails[below(std::size(tails))];
+    return oneIn(3) ? anyOf(others) : anyOf(peers) + anyOf(tails);
 }
 
-bool isPeers(std::string name) {
-    Convert2LowCase(name);
-    return std::ranges::any_of(peers, [&](std::string id) {
-        Convert2LowCase(id);
-        return name == id || name.starts_with(id + " #");
+bool isPeers(const std::string& name) {
+    return std::ranges::any_of(peers, [&](const std::string& id) {
+        return _strnicmp(name.c_str(), id.c_str(), id.size()) == 0 &&
+               (name.size() == id.size() || name.compare(id.size(), 2, " #") == 0);
     });
 }
 
@@ -80,14 +80,13 @@ void checkCalls() {
 
 // A few calls fail beside the lies, with any code.
 std::vector<Fault> someFailures() {
+    std::vector<Import*> able = allImports();
+    std::erase_if(able, [](const Import* import) {
+        return import->codes.empty() || import->throws || import->name == "RegEnumKeyExA";
+    });
     std::vector<Fault> failures(below(4));
-    for (Fault& failure : failures) {
-        do
-            failure.import = allImports()[below(static_cast<DWORD>(allImports().size()))];
-        while (failure.import->codes.empty() || failure.import->throws ||
-               failure.import->name == "RegEnumKeyExA");
-        failure = {failure.import, static_cast<long>(1 + below(6)), oneIn(3), 1 + below(2'000)};
-    }
+    for (Fault& failure : failures)
+        failure = {anyOf(able), static_cast<long>(1 + below(6)), oneIn(3), 1 + below(2'000)};
     return failures;
 }
 
@@ -112,7 +111,7 @@ DWORD answers::number(DWORD truth) {
                                       255, 256, 257, 0x7FFFFFFF, 0x80000000, 0xFFFFFFFF};
     if (!lie || oneIn(2))
         return truth;
-    return oneIn(2) ? edges[below(std::size(edges))] : static_cast<DWORD>(chance()) >> below(32);
+    return oneIn(2) ? anyOf(edges) : static_cast<DWORD>(chance()) >> below(32);
 }
 
 void answers::show(RASCONNA& record, const Connection& connection) {
@@ -125,37 +124,28 @@ void answers::show(RASCONNA& record, const Connection& connection) {
                          std::string(record.szEntryName, strnlen(record.szEntryName, RAS_MaxEntryName)));
 }
 
-void playLying(std::vector<SituationFile>& files, Tally& tally) {
+void playLying(std::vector<SituationFile>& files) {
     answers::lie = true;
     checkCalls();
-    const unsigned int rounds = isAsked("VARNEL_SOAK") ? 1'000 : 40;
-    for (const SituationFile& file : files)
-        for (const Situation& situation : file.situations) {
-            const unsigned long failedBefore = tally.failed;
-            for (unsigned int round = 0; round < rounds; ++round)
-                for (const Play& play : situation.plays) {
-                    chance.seed(seed() * 2654435761U + static_cast<std::uint32_t>(++tally.runs));
-                    Run run(situation);
-                    run.computer.clock.yieldTakes = 250;
-                    peers = {run.meant("Node"), run.meant("Node...")};
-                    shownHandles.clear();
-                    for (const Step& step : play.steps) {
-                        anyConnection = !step.operation.starts_with("dialDown ");
-                        const std::string name = situation.name + ": " + step.operation + ", run " +
-                                                 std::to_string(tally.runs) + " of seed " +
-                                                 std::to_string(seed());
-                        watchdog::watch(name);
-                        Outcome outcome = run.perform(step, someFailures());
-                        std::erase_if(outcome.offences, [](const std::string& offence) {
-                            return offence.starts_with("a dialled connection");
-                        });
-                        if (outcome.threw || outcome.passwordLeft || !outcome.offences.empty())
-                            tally.failure(name + ", " + outcome.result +
-                                          (outcome.passwordLeft ? ", password left" : "") + "\n    " +
-                                          joined(outcome.offences, "\n    "));
-                    }
-                }
-            tally.passed += tally.failed == failedBefore ? 1 : 0;
+    const unsigned long rounds = asked("VARNEL_SOAK") != 0 ? 1'000 : 40;
+    report::eachSituation(files, [=](Situation& situation) {
+        for (unsigned long round = 0; round < rounds; ++round) {
+            chance.seed(seed * 2654435761U + static_cast<unsigned int>(report::runs));
+            Run run(situation);
+            peers = {run.meant("Node"), run.meant("Node...")};
+            shownHandles.clear();
+            for (const Step& step : situation.steps) {
+                anyConnection = !step.operation.starts_with("dialDown ");
+                report::begin(
+                    fmt::format("{}: {}, round {} of seed {}", situation.name, step.operation, round, seed));
+                Outcome came = run.perform(step, someFailures());
+                std::erase_if(came.offences, [](const std::string& offence) {
+                    return offence.starts_with("a dialled connection");
+                });
+                if (came.result == "throws" || came.passwordLeft)
+                    came.offences.push_back("it throws, or leaves the password in memory");
+                report::end(came.offences);
+            }
         }
-    watchdog::watch("");
+    });
 }

@@ -5,16 +5,17 @@
 #include "imports.h"
 #include "situation.h"
 
-#include <cstdlib>
-#include <string>
-#include <vector>
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <span>
 
 // What came of one step.
 struct Outcome {
+    std::string result; // without the time that it took; or "throws"
+    std::map<std::string, std::vector<std::string>>
+        lines;                                   // of each section and of "told", whether wanted or not
     std::map<std::string, std::string> sections; // as the text has them
-    std::string result;                          // without the time that it took
-    std::vector<std::string> says, log, left, told;
-    bool threw = false;
     bool passwordLeft = false;
     std::vector<std::string> offences; // against what holds always
 };
@@ -22,10 +23,12 @@ struct Outcome {
 // One run of a play, on a computer of its own and with a peer whom no other run knows.
 class Run {
   public:
-    explicit Run(const Situation& situation);
+    static constexpr DWORD coarsePoll = 250; // ms, so that a wait of 3 s polls 12 times
 
-    // Does a step; `planned` fails beside what its course says.
-    Outcome perform(const Step& step, const std::vector<Fault>& planned = {});
+    explicit Run(const Situation& situation, DWORD pollTakes = coarsePoll, std::span<const Step> before = {});
+
+    // Does a step; `failures` are made beside those that its course says.
+    Outcome perform(const Step& step, std::vector<Fault> failures = {});
     std::string meant(std::string text) const; // of a text, with the run's own peer
 
     Computer computer;
@@ -33,36 +36,29 @@ class Run {
   private:
     void apply(const std::string& items, std::vector<Fault>& failures);
     std::string shown(std::string text) const; // the other way round from meant()
-    std::string section(const Section& section, const std::vector<std::string>& lines) const;
 
     const Situation& situation;
-    const std::string peer;
+    const std::vector<std::pair<std::string, std::string>> abbreviations;
 };
 
-// What one way of playing came to.
-struct Tally {
-    unsigned long passed = 0, failed = 0; // situations
-    unsigned long runs = 0;
-    void failure(const std::string& text); // prints it, up to a number
-};
+void playAsWritten(std::vector<SituationFile>& files);
+void playFailing(std::vector<SituationFile>& files);
+void playLying(std::vector<SituationFile>& files);
+void playInThreads(std::vector<SituationFile>& files);
 
-void playAsWritten(std::vector<SituationFile>& files, Tally& tally);
-void playFailing(std::vector<SituationFile>& files, Tally& tally);
-void playLying(std::vector<SituationFile>& files, Tally& tally);
-void playInThreads(std::vector<SituationFile>& files, Tally& tally);
+// What came of all runs. The present one is named when it fails, crashes or takes too long.
+namespace report {
+inline std::atomic<unsigned long> runs = 0;
+inline unsigned long passed = 0, failed = 0; // situations and, of those that did not pass, runs
 
-// What the environment asks for.
-inline bool isAsked(const char* variable) {
-    return std::getenv(variable) != nullptr;
+void begin(const std::string& run);
+void end(const std::vector<std::string>& offences);
+void eachSituation(std::vector<SituationFile>& files, const std::function<void(Situation&)>& play);
+} // namespace report
+
+// A number that the environment asks for.
+inline unsigned long asked(const char* variable, unsigned long otherwise = 0) {
+    const char* const number = std::getenv(variable);
+    return number != nullptr ? std::strtoul(number, nullptr, 10) : otherwise;
 }
-inline unsigned int seed() {
-    return isAsked("VARNEL_SEED")
-               ? static_cast<unsigned int>(std::strtoul(std::getenv("VARNEL_SEED"), nullptr, 10))
-               : 1;
-}
-
-// Ends the program when one call of the library takes too long or crashes, and says which.
-namespace watchdog {
-void start();
-void watch(const std::string& run); // from here on; empty: nothing
-} // namespace watchdog
+inline const auto seed = static_cast<unsigned int>(asked("VARNEL_SEED", 1));

@@ -4,157 +4,122 @@
 
 #include <algorithm>
 #include <fstream>
-#include <stdexcept>
+#include <sstream>
 
 namespace {
 
 constexpr std::size_t lineWidth = 110;
-constexpr std::size_t indentation = 8;
-constexpr char caseMark[] = "=>";
+const std::string margin(8, ' '); // of a line that goes on with the one before
 
-// A keyword and its text, over as many lines as it takes.
-std::string laidOut(const std::string& keyword, const std::string& text) {
-    std::string all =
-        keyword == caseMark ? "  => " : keyword + std::string(indentation - keyword.size(), ' ');
-    std::size_t column = all.size(), from = 0;
-    while (text.size() - from > lineWidth - column) {
-        std::size_t end = text.rfind("; ", from + lineWidth - column - 2);
-        end = end == std::string::npos || end <= from ? text.rfind(' ', from + lineWidth - column) : end + 1;
-        if (end == std::string::npos || end <= from)
+// A line, over as many as it takes.
+std::string laidOut(std::string line) {
+    std::string all;
+    while (line.size() > lineWidth) {
+        std::size_t end = line.rfind("; ", lineWidth - 2) + 1;
+        if (end <= margin.size())
+            end = line.rfind(' ', lineWidth);
+        if (end <= margin.size())
             break;
-        all += text.substr(from, end - from) + "\n" + std::string(indentation, ' ');
-        column = indentation;
-        from = end + 1;
+        all += line.substr(0, end) + "\n";
+        line.replace(0, end + 1, margin);
     }
-    return all + text.substr(from) + "\n";
+    return all + line + "\n";
 }
 
-bool isExpectation(const std::string& keyword) {
-    return keyword == caseMark || std::ranges::count(allSections, keyword) != 0;
+std::string expectation(const Situation& situation, Step step) {
+    std::string lines, fields;
+    for (const std::string& section : allSections)
+        if (!step.expected[section].empty())
+            lines += laidOut((section + margin).substr(0, margin.size()) + step.expected[section]);
+    for (const auto& [section, words] : situation.sections)
+        fields += " | " + (step.expected[section].empty() ? "-" : step.expected[section]);
+    return situation.isCase ? laidOut("  =>" + fields.substr(2)) : lines;
 }
 
 } // namespace
+
+bool Section::counts(const std::string& line) const {
+    const auto isIn = [&](const std::string& word) { return line.find(word) != std::string::npos; };
+    const auto isUnword = [](const std::string& word) { return word[0] == '-'; };
+    const auto isOut = [&](const std::string& word) { return isUnword(word) && isIn(word.substr(1)); };
+    return std::ranges::none_of(words, isOut) &&
+           (std::ranges::all_of(words, isUnword) || std::ranges::any_of(words, isIn));
+}
 
 SituationFile::SituationFile(const std::string& path_) : path(path_) {
     std::ifstream file(path);
     if (!file)
         throw std::runtime_error("cannot read " + path);
-    int number = 0;
-    std::vector<int> numbers;
-    for (std::string text; std::getline(file, text);) {
-        ++number;
-        text.erase(text.find_last_not_of("\r ") + 1);
-        const std::size_t start = text.find_first_not_of(' ');
-        if (start == std::string::npos || text[start] == '#') {
-            lines.push_back({"", text});
-        } else if (start >= indentation && !lines.empty()) {
-            lines.back().text += " " + text.substr(start);
-            continue;
-        } else {
-            const std::size_t end = std::min(text.find(' ', start), text.size());
-            const std::size_t rest = std::min(text.find_first_not_of(' ', end), text.size());
-            lines.push_back({text.substr(start, end - start), text.substr(rest)});
-        }
-        numbers.push_back(number);
-    }
-    for (std::size_t i = 0; i < lines.size(); ++i) {
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(file, line);)
+        if (line.starts_with(margin) && !lines.empty())
+            lines.back() += line.substr(margin.size() - 1);
+        else
+            lines.push_back(line);
+    for (const std::string& line : lines)
         try {
-            take(lines[i]);
+            take(line);
         } catch (const std::exception& reason) {
-            throw std::runtime_error(path + ":" + std::to_string(numbers[i]) + ": " + reason.what());
+            throw std::runtime_error(path + ": " + line + ": " + reason.what());
         }
-    }
 }
 
-void SituationFile::take(const Line& line) {
-    if (line.keyword.empty())
+void SituationFile::take(const std::string& line) {
+    std::istringstream rest(line);
+    std::string keyword, text;
+    std::getline(rest >> keyword >> std::ws, text);
+    const bool isExpectation = keyword == "=>" || std::ranges::count(allSections, keyword) != 0;
+    if (!isExpectation)
+        written += laidOut(line);
+    if (keyword.empty() || keyword == "#")
         return;
-    if (line.keyword == "situation") {
-        situations.push_back({line.text,
-                              {},
-                              {{"calls", {}, {}}, {"log", {}, {"rasDialFunc2:"}}, {"left", {}, {}}},
-                              {},
-                              {},
-                              false,
-                              {{}}});
-        return;
+    if (keyword == "situation") {
+        situations.emplace_back().name = text;
+        keyword = "only", text = "calls; log; left";
     }
     Situation& situation = situations.at(situations.size() - 1);
-    Play& play = situation.plays.back();
-    if (line.keyword == "given") {
-        situation.given = line.text;
-    } else if (line.keyword == "only") {
-        situation.sections.clear();
-        for (const std::string& section : pieces(line.text, ';')) {
+    std::vector<Step>& steps = situation.steps;
+    if (keyword == "given") {
+        situation.given = text;
+    } else if (keyword == "show" || keyword == "may") {
+        for (const std::string& word : words(text))
+            situation.remarks.insert(keyword + " " + word);
+    } else if (keyword == "only") {
+        situation.sections = {{"gives", {}}}; // which counts always
+        for (const std::string& section : pieces(text == "gives" ? "" : text, ';')) {
             std::vector<std::string> all = words(section);
-            if (all.at(0) == "gives") // which counts always
-                continue;
-            Section& wanted = situation.sections.emplace_back(Section{all.at(0), {}, {}});
-            for (std::size_t i = 1; i < all.size(); ++i)
-                (all[i].starts_with('-') ? wanted.unwords : wanted.words)
-                    .push_back(all[i].substr(all[i][0] == '-'));
-            if (wanted.name == "log" && section.find("Func2") == std::string::npos)
-                wanted.unwords.push_back("rasDialFunc2:");
+            if (all[0] == "log" && section.find("Func2") == std::string::npos)
+                all.push_back("-rasDialFunc2:");
+            situation.sections.push_back({all[0], {all.begin() + 1, all.end()}});
         }
-    } else if (line.keyword == "show") {
-        situation.show = words(line.text);
-    } else if (line.keyword == "may") {
-        situation.may = words(line.text);
-    } else if (line.keyword == "course") {
-        play.steps.push_back({line.text, {}, {}});
-    } else if (line.keyword == "do") {
-        if (play.steps.empty() || !play.steps.back().operation.empty())
-            play.steps.emplace_back();
-        play.steps.back().operation = line.text;
-    } else if (line.keyword == "case") {
-        if (std::exchange(situation.inCases, true))
-            situation.plays.push_back({{{line.text, play.steps.at(0).operation, {}}}});
+    } else if (keyword == "course") {
+        course = text;
+    } else if (keyword == "do") {
+        steps.push_back({std::exchange(course, ""), text, {}, std::exchange(written, "")});
+    } else if (keyword == "case") {
+        Step step = {text, steps.at(0).operation, {}, std::exchange(written, "")};
+        if (situation.isCase)
+            situations.push_back(situation);
         else
-            play.steps.at(0).course = line.text;
-    } else if (isExpectation(line.keyword)) {
-        takeExpectation(line);
+            step.written.insert(0, steps[0].written);
+        situations.back().isCase = true;
+        situations.back().steps = {step};
+    } else if (keyword == "=>") {
+        const std::vector<std::string> fields = pieces(text, '|');
+        for (std::size_t i = 0; i < fields.size(); ++i)
+            if (fields[i] != "-")
+                steps.at(0).expected[situation.sections.at(i).name] = fields[i];
+    } else if (isExpectation) {
+        steps.at(steps.size() - 1).expected[keyword] = text;
     } else {
-        throw std::runtime_error("no line begins with \"" + line.keyword + "\"");
+        throw std::runtime_error("no line begins with \"" + keyword + "\"");
     }
-}
-
-void SituationFile::takeExpectation(const Line& line) {
-    const Situation& situation = situations.back();
-    Step& step = situations.back().plays.back().steps.back();
-    if (line.keyword != caseMark) {
-        step.expected[line.keyword] = line.text;
-        return;
-    }
-    const std::vector<std::string> fields = pieces(line.text, '|');
-    for (std::size_t i = 0; i < std::min(fields.size(), situation.sections.size() + 1); ++i)
-        if (fields[i] != "-")
-            step.expected[i == 0 ? "gives" : situation.sections.at(i - 1).name] = fields[i];
 }
 
 void SituationFile::write() const {
     std::ofstream file(path, std::ios::binary);
-    auto situation = situations.begin() - 1;
-    std::size_t play = 0, step = 0;
-    for (const Line& line : lines) {
-        if (isExpectation(line.keyword))
-            continue;
-        file << (line.keyword.empty()          ? line.text + "\n"
-                 : line.keyword == "situation" ? "situation  " + line.text + "\n"
-                                               : laidOut(line.keyword, line.text));
-        if (line.keyword == "situation")
-            ++situation, play = step = 0;
-        if (line.keyword == "case") {
-            const auto& expected = situation->plays.at(play++).steps.at(0).expected;
-            std::string text = expected.at("gives");
-            for (const Section& section : situation->sections)
-                text += " | " + (expected.contains(section.name) ? expected.at(section.name) : "-");
-            file << laidOut(caseMark, text);
-        } else if (line.keyword == "do" && !situation->inCases) {
-            for (const std::string& section : allSections)
-                if (const auto& expected = situation->plays.at(0).steps.at(step).expected;
-                    expected.contains(section))
-                    file << laidOut(section, expected.at(section));
-            ++step;
-        }
-    }
+    for (const Situation& situation : situations)
+        for (const Step& step : situation.steps)
+            file << step.written << expectation(situation, step);
+    file << written;
 }

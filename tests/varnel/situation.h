@@ -2,6 +2,7 @@
 #pragma once
 
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -9,26 +10,26 @@
 struct Step {
     std::string course; // what is so from here on
     std::string operation;
-    std::map<std::string, std::string> expected; // by section: "gives", "calls", "log", ...
-};
-
-// Steps that follow one another on one computer.
-struct Play {
-    std::vector<Step> steps;
+    std::map<std::string, std::string> expected = {}; // by section: "gives", "calls", "log", ...
+    std::string written = {};                         // the lines from the step before up to the expectation
 };
 
 struct Section {
     std::string name;
-    std::vector<std::string> words;   // of a line that counts; all lines count without
-    std::vector<std::string> unwords; // of a line that does not
+    std::vector<std::string> words; // of a line that counts, or with a "-" before it of one that does not
+
+    bool counts(const std::string& line) const;
 };
 
+// Steps that follow one another on one computer. Each case of a text is a situation.
 struct Situation {
     std::string name, given;
     std::vector<Section> sections;
-    std::vector<std::string> show, may;
-    bool inCases = false; // whether each play is a case, with its outcome in one line
-    std::vector<Play> plays;
+    std::set<std::string> remarks; // "show detail", "may RasHangUpA"
+    bool isCase = false;           // with its outcome in one line
+    std::vector<Step> steps;
+
+    bool may(std::string_view what) const { return remarks.contains("may " + std::string(what)); }
 };
 
 class SituationFile {
@@ -41,14 +42,10 @@ class SituationFile {
     std::vector<Situation> situations;
 
   private:
-    struct Line {
-        std::string keyword, text; // a remark or an empty line has no keyword
-    };
-    void take(const Line& line);
-    void takeExpectation(const Line& line);
+    void take(const std::string& line);
 
-    std::string path;
-    std::vector<Line> lines;
+    const std::string path;
+    std::string course, written; // of the step that is to come
 };
 
 inline const std::vector<std::string> allSections = {"gives", "says", "calls", "log", "trace", "left"};
