@@ -16,7 +16,7 @@ std::vector<std::pair<std::string, std::string>> abbreviationsOfRun() {
             {"{Node}", "C:\\peers\\Node\\pptp.pbk"},
             {"{Other}", "C:\\peers\\Other\\pptp.pbk"},
             {"...", std::string(244, 'n')}, // "Node..." is as long as an id with room for " #0"
-            {"\\0", std::string(1, '\0')},
+            {"<0>", std::string(1, '\0')},
             {"Node", "Node" + digits},
             {"node", "node" + digits}};
 }

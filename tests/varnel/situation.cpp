@@ -65,6 +65,11 @@ SituationFile::SituationFile(const std::string& path_) : path(path_) {
 }
 
 void SituationFile::take(const std::string& line) {
+    if (const std::size_t outcome = line.find("  => ");
+        line.starts_with("case") && outcome != std::string::npos) {
+        take(line.substr(0, outcome));
+        return take(line.substr(outcome));
+    }
     std::istringstream rest(line);
     std::string keyword, text;
     std::getline(rest >> keyword >> std::ws, text);
@@ -119,7 +124,13 @@ void SituationFile::take(const std::string& line) {
 void SituationFile::write() const {
     std::ofstream file(path, std::ios::binary);
     for (const Situation& situation : situations)
-        for (const Step& step : situation.steps)
-            file << step.written << expectation(situation, step);
+        for (const Step& step : situation.steps) {
+            const std::string outcome = expectation(situation, step);
+            std::string lines = step.written;
+            const std::size_t last = lines.size() - lines.rfind('\n', lines.size() - 2);
+            if (situation.isCase && last + outcome.size() < lineWidth + 4)
+                lines.pop_back(); // it has room on the line of its case
+            file << lines << outcome;
+        }
     file << written;
 }
