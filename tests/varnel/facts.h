@@ -14,16 +14,19 @@ class Facts {
     const std::vector<Fact>& all() const { return facts; }
     bool has(std::string_view name) const { return find(name) != nullptr; }
     // The value of a fact; empty when there is none.
-    std::string get(std::string_view name) const;
+    std::string get(std::string_view name) const { return has(name) ? *find(name) : std::string(); }
     unsigned long number(std::string_view name) const;
     void set(std::string_view name, std::string_view value);
     bool erase(std::string_view name); // whether it was there
     // The rest of the names that begin with `start`.
     std::vector<std::string> endings(std::string_view start) const;
+    // The value of a fact; null when there is none.
+    const std::string* find(std::string_view name) const;
+    std::string* find(std::string_view name) {
+        return const_cast<std::string*>(std::as_const(*this).find(name));
+    }
 
   private:
-    const Fact* find(std::string_view name) const;
-
     std::vector<Fact> facts;
 };
 
@@ -32,6 +35,11 @@ std::vector<std::string> differences(const Facts& before, const Facts& after);
 
 // The words of a text, which may stand in quotes when they hold blanks.
 std::vector<std::string> words(std::string_view text);
+bool says(std::string_view text, std::string_view word);
+// The number behind a word of a text.
+unsigned long numberAfter(std::string_view text, std::string_view word, unsigned long otherwise = 0);
+// Counts that number down; whether it was above 0.
+bool countDown(std::string& text, std::string_view word);
 // The pieces of a text between separators, without the blanks around them.
 std::vector<std::string> pieces(std::string_view text, char separator);
 std::string joined(const std::vector<std::string>& parts, std::string_view separator);

@@ -27,21 +27,15 @@ using Attempts = std::map<unsigned int, boost::shared_ptr<DIALUP_CALLBACK::ITEM>
     PRIVATE_MEMBER(name, name##Type, VARNEL::name)
 
 PRIVATE_MEMBER(items, Attempts, DIALUP_CALLBACK::items)
-PRIVATE_MEMBER(itemsLock, boost::recursive_mutex, DIALUP_CALLBACK::itemsLock)
 PRIVATE_MEMBER(callbackIdIndex, volatile long, VARNEL::callbackIdIndex)
 PRIVATE_MEMBER(isWin6Plus, bool, VARNEL::isWin6Plus)
 PRIVATE_MEMBER(onlyClient, bool, VARNEL::onlyClient)
 PRIVATE_MEMBER(publicPhoneBook, std::string, VARNEL::publicPhoneBook)
 PRIVATE_MEMBER(pptpsrvDialDownCallback, HostsFunction, VARNEL::pptpsrvDialDownCallback)
-PRIVATE_MEMBER(s1723, SOCKET, VARNEL::s1723)
 
 // Those that no public operation leads to, or that a public one does not show.
-PRIVATE_OPERATION(getCallbackIdIndex, long)
-PRIVATE_OPERATION(rasDialFunc2, DWORD, DWORD, DWORD, HRASCONN, unsigned int, RASCONNSTATE, DWORD, DWORD)
 PRIVATE_OPERATION(getStateString, std::string, RASCONNSTATE)
 PRIVATE_OPERATION(dialUp2, DWORD, const std::string&, const std::string&, bool, bool, DWORD)
-PRIVATE_OPERATION(matchId, bool, const std::string&, const std::string&)
-PRIVATE_OPERATION(getEntryNameWithSuffix, std::string, const std::string&, bool)
 PRIVATE_OPERATION(dialDownSameIp, bool, DWORD)
 PRIVATE_OPERATION(getAllActiveEntry, std::list<std::string>)
 PRIVATE_OPERATION(getEntryStatus, bool, const std::string&)
