@@ -1,6 +1,5 @@
 #include "computer.h"
 
-#include "imports.h"
 #include "privates.h"
 
 namespace {
@@ -119,13 +118,11 @@ void answerForWaiting() {
         return computer.thing(object) == "lock" ? waitForLock() : computer.clock.wait(object, ms);
     });
     on<"OpenMutexA">([](DWORD access, WINBOOL, const std::string& name) {
-        if (access != SYNCHRONIZE || name != "RasPbFile")
-            complain("another lock is opened");
+        expect(access == SYNCHRONIZE && name == "RasPbFile", "another lock is opened");
         return theComputer().lendIf<HANDLE>(facts().has("lock"), "lock", ERROR_FILE_NOT_FOUND);
     });
     on<"ReleaseMutex">([](HANDLE) {
-        if (!std::exchange(theComputer().isMutexOwned, false))
-            complain("a lock is let go that is not owned");
+        expect(std::exchange(theComputer().isMutexOwned, false), "a lock is let go that is not owned");
         return TRUE;
     });
     on<"CloseHandle">(
@@ -154,8 +151,8 @@ void answerForSystem() {
         return S_OK;
     });
     on<"logLine">([](int level, const std::string& file, long line, const std::string& text) {
-        if (file != ".\\Varnel" || line <= 0 || level > LOG::level)
-            complain("a record that nobody wants, or from nowhere: " + text);
+        expect(file == ".\\Varnel" && line > 0 && level <= LOG::level,
+               "a record that nobody wants, or from nowhere: " + text);
         theComputer().log.push_back(std::to_string(level) + " " + text);
         if (theComputer().showsRecords)
             journal::add("[" + text + "]");
@@ -263,8 +260,7 @@ Connection* Computer::find(HRASCONN handle) {
 
 void Computer::traced(int level, const char* file, long line, const std::string& text) {
     const std::scoped_lock locked(worldLock());
-    if (std::string(file) != ".\\Varnel" || line <= 0)
-        complain("a trace from nowhere: " + text);
+    expect(std::string(file) == ".\\Varnel" && line > 0, "a trace from nowhere: " + text);
     traces.push_back(std::to_string(level) + " " + text.substr(0, text.find('\n')));
     std::vector<std::string>& operations = entered[GetCurrentThreadId()];
     if (text.starts_with("==>>"))
@@ -276,13 +272,10 @@ void Computer::traced(int level, const char* file, long line, const std::string&
 }
 
 void Computer::settle() {
-    if (!privates::items.empty())
-        complain("a dial attempt is still registered");
+    expect(privates::items.empty(), "a dial attempt is still registered");
     DIALUP_CALLBACK().clearItems();
     for (const auto& [thread, operations] : std::exchange(entered, {}))
-        for (const std::string& operation : operations)
-            complain("never left: " + operation);
-    if (std::exchange(isMutexOwned, false))
-        complain("the phonebooks' lock is kept");
+        expect(operations.empty(), "never left: " + joined(operations, ", "));
+    expect(!std::exchange(isMutexOwned, false), "the phonebooks' lock is kept");
     ledger::settle();
 }

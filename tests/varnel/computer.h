@@ -3,19 +3,10 @@
 #pragma once
 
 #include "facts.h"
-
-#include <winsock2.h>
-#include <windows.h>
+#include "imports.h"
 
 #include <deque>
-#include <functional>
 #include <map>
-#include <mutex>
-
-#include <ras.h>
-
-#include <string>
-#include <vector>
 
 // Time that passes when the library sleeps or waits, and what is to happen in it.
 class Clock {

@@ -1,13 +1,11 @@
 #include "facts.h"
 
-#include <boost/algorithm/string/replace.hpp>
 #include <boost/algorithm/string/trim.hpp>
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <cstring>
-#include <iomanip>
-#include <sstream>
+#include <ranges>
 
 namespace {
 
@@ -17,13 +15,13 @@ bool equal(std::string_view one, std::string_view other) {
 
 } // namespace
 
-const std::string* Facts::find(std::string_view name) const {
+std::string* Facts::find(std::string_view name) {
     const auto found =
         std::ranges::find_if(facts, [name](const Fact& fact) { return equal(fact.first, name); });
     return found == facts.end() ? nullptr : &found->second;
 }
 
-unsigned long Facts::number(std::string_view name) const {
+unsigned long Facts::number(std::string_view name) {
     return std::strtoul(get(name).c_str(), nullptr, 0);
 }
 
@@ -46,7 +44,7 @@ std::vector<std::string> Facts::endings(std::string_view start) const {
     return found;
 }
 
-std::vector<std::string> differences(const Facts& before, const Facts& after) {
+std::vector<std::string> differences(Facts before, Facts after) {
     std::vector<std::string> lines;
     for (const auto& [name, value] : before.all())
         if (!after.has(name))
@@ -58,11 +56,12 @@ std::vector<std::string> differences(const Facts& before, const Facts& after) {
 }
 
 std::vector<std::string> words(std::string_view text) {
-    constexpr char noEscape = '\1';
-    std::istringstream rest{std::string(text)};
     std::vector<std::string> all;
-    for (std::string word; rest >> std::quoted(word, '"', noEscape);)
-        all.push_back(word);
+    for (std::size_t from = 0; (from = text.find_first_not_of(' ', from)) < text.size(); ++from) {
+        const char end = text[from] == '"' ? text[from++] : ' ';
+        all.emplace_back(text.substr(from, text.find(end, from) - from));
+        from += all.back().size();
+    }
     return all;
 }
 
@@ -84,10 +83,9 @@ bool countDown(std::string& text, std::string_view word) {
 }
 
 std::vector<std::string> pieces(std::string_view text, char separator) {
-    std::istringstream rest{std::string(text)};
     std::vector<std::string> all;
-    for (std::string piece; std::getline(rest, piece, separator);)
-        if (boost::trim(piece); !piece.empty())
+    for (const auto part : std::views::split(text, separator))
+        if (const std::string piece = boost::trim_copy(std::string(part.begin(), part.end())); !piece.empty())
             all.push_back(piece);
     return all;
 }
@@ -97,5 +95,6 @@ std::string joined(const std::vector<std::string>& parts, std::string_view separ
 }
 
 void replaceAll(std::string& text, std::string_view what, std::string_view with) {
-    boost::replace_all(text, what, with);
+    for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + with.size()))
+        text.replace(at, what.size(), with);
 }

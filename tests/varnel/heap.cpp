@@ -2,7 +2,6 @@
 // and is no memory any more once freed, so that an overrun or a late use is a crash, which the watchdog
 // tells. A block holds junk unless zeros were asked for.
 #include "computer.h"
-#include "imports.h"
 
 #include <cstring>
 

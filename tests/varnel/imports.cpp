@@ -53,22 +53,10 @@ bool isRunTime(const std::string& module) {
 
 } // namespace
 
-#define VARNEL_ROW(function, module, how, visibility, lends, codes)                                          \
-    Import Declared<#function>::row = {#function,                                                            \
-                                       module,                                                               \
-                                       Seen::visibility,                                                     \
-                                       lends,                                                                \
-                                       codes,                                                                \
-                                       failing == Failing::byThrowing,                                       \
-                                       reinterpret_cast<void*>(&Call<#function>::thunk),                     \
-                                       &Call<#function>::answerWith};
-VARNEL_IMPORTS(VARNEL_ROW)
-#undef VARNEL_ROW
-
 std::vector<Import*>& allImports() {
-#define VARNEL_ROW_ADDRESS(function, ...) &Declared<#function>::row,
-    static std::vector<Import*> all = {VARNEL_IMPORTS(VARNEL_ROW_ADDRESS)};
-#undef VARNEL_ROW_ADDRESS
+#define VARNEL_ROW(function, ...) &Call<#function>::row,
+    static std::vector<Import*> all = {VARNEL_IMPORTS(VARNEL_ROW)};
+#undef VARNEL_ROW
     return all;
 }
 
@@ -87,6 +75,11 @@ std::recursive_mutex& worldLock() {
 void complain(const std::string& text) {
     const std::scoped_lock locked(worldLock());
     complaints.push_back(text);
+}
+
+void expect(bool holds, const std::string& complaint) {
+    if (!holds)
+        complain(complaint);
 }
 
 std::vector<std::string> takeComplaints() {
@@ -112,30 +105,27 @@ void ledger::called(const Import& import, const void* first, const void* last) {
     if (import.lends.starts_with('-'))
         return released(import.lends.substr(1), last);
     const auto loan = loans.find(first);
-    if (import.lends.starts_with('+') || import.lends.empty() || loan == loans.end() || loan->second.out)
-        return;
-    complain(std::string(import.lends) + " used after its return");
+    expect(import.lends.starts_with('+') || loan == loans.end() || loan->second.out,
+           std::string(import.lends) + " used after its return");
 }
 
 void ledger::acquired(std::string_view kind, const void* resource) {
     if (resource == nullptr)
         return;
     Loan& loan = loans[resource];
-    if (loan.out)
-        complain(std::string(kind) + " lent again before its return");
+    expect(!loan.out, std::string(kind) + " lent again before its return");
     loan = {true, std::string(kind)};
 }
 
 void ledger::released(std::string_view kind, const void* resource) {
     Loan& loan = loans[resource];
-    if (loan.kind != kind || !std::exchange(loan.out, false))
-        complain(std::string(kind) + " returned that was not lent");
+    expect(loan.kind == kind && std::exchange(loan.out, false),
+           std::string(kind) + " returned that was not lent");
 }
 
 void ledger::settle() {
     for (const auto& [resource, loan] : std::exchange(loans, {}))
-        if (loan.out)
-            complain(loan.kind + " never returned");
+        expect(!loan.out, loan.kind + " never returned");
 }
 
 void journal::add(const std::string& call) {

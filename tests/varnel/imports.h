@@ -20,6 +20,7 @@
 
 // What is found wrong beside what a text says; may be called from any thread.
 void complain(const std::string& text);
+void expect(bool holds, const std::string& complaint);
 std::vector<std::string> takeComplaints();
 
 // How a function tells its caller of a failure: by its result alone, or by a result and the last error.
@@ -28,9 +29,8 @@ enum class Failing { never, byCode, byZero, byMinusOne, byHresult, byThrowing };
 struct Import { // a row of the table
     std::string_view name;
     std::string_view module; // none when the library finds it at run time
-    Seen seen;
-    std::string_view lends; // "+kind" lends, "-kind" takes back, "kind" uses
-    std::string_view codes; // that it plausibly fails with
+    std::string_view lends;  // "+kind" lends, "-kind" takes back, "kind" uses
+    std::string_view codes;  // that it plausibly fails with
     bool throws;
     void* thunk;
     void (*answerWith)(void* function);
@@ -105,28 +105,22 @@ std::string call(std::string_view name, const auto&... arguments) {
 }
 } // namespace text
 
-template<Name NAME>
-struct Declared; // Signature, failing, row
+template<Name NAME, Name MODULE, Failing FAILING, Seen SEEN, Name LENDS, Name CODES, class SIGNATURE>
+struct Redirected;
 
-template<Name NAME, class SIGNATURE = typename Declared<NAME>::Signature>
-struct Call;
-
-template<Name NAME, class R, class... A>
-struct Call<NAME, R(A...)> {
-    static constexpr Failing failing = Declared<NAME>::failing;
-
+template<Name NAME, Name MODULE, Failing FAILING, Seen SEEN, Name LENDS, Name CODES, class R, class... A>
+struct Redirected<NAME, MODULE, FAILING, SEEN, LENDS, CODES, R(A...)> {
     static inline std::function<R(A...)> answer; // the computer's, or the system's own
     static void answerWith(void* function) { answer = reinterpret_cast<R (*)(A...)>(function); }
 
     static R thunk(A... arguments) {
         std::unique_lock locked(worldLock());
-        Import& import = Declared<NAME>::row;
-        if (import.seen <= journal::wanted)
+        if (SEEN <= journal::wanted)
             journal::add(text::call(NAME.view(), arguments...));
         const std::initializer_list<const void*> handles = {handle(arguments)..., nullptr};
         const void* const last = sizeof...(A) > 0 ? *(handles.end() - 2) : nullptr;
-        ledger::called(import, *handles.begin(), last);
-        if (const std::optional<DWORD> code = faults::strikes(import)) {
+        ledger::called(row, *handles.begin(), last);
+        if (const std::optional<DWORD> code = faults::strikes(row)) {
             leaveLastError(true, *code);
             return failure(*code);
         }
@@ -139,47 +133,48 @@ struct Call<NAME, R(A...)> {
             R result = answer(arguments...);
             const DWORD lastError = GetLastError();
             const bool failed = hasFailed(result);
-            if (!failed && import.lends.starts_with('+'))
-                ledger::acquired(import.lends.substr(1),
+            if (!failed && LENDS.view().starts_with('+'))
+                ledger::acquired(LENDS.view().substr(1),
                                  givesCode ? *static_cast<const void* const*>(last) : handle(result));
             leaveLastError(failed, lastError);
             return result;
         }
     }
 
+    static inline Import row = {NAME.view(),
+                                MODULE.view(),
+                                LENDS.view(),
+                                CODES.view(),
+                                FAILING == Failing::byThrowing,
+                                reinterpret_cast<void*>(&thunk),
+                                &answerWith};
+
   private:
     static constexpr bool waits =
         NAME.view() == "Sleep" || NAME.view() == "WaitForSingleObject" || NAME.view() == "RasDialA";
     static constexpr bool keepsLastError = NAME.view() == "logLine" || NAME.view() == "newMemory";
     // What such a function lends stands where its last argument points.
-    static constexpr bool givesCode = failing == Failing::byCode || failing == Failing::byHresult;
+    static constexpr bool givesCode = FAILING == Failing::byCode || FAILING == Failing::byHresult;
+    static constexpr bool canTell = FAILING != Failing::never && FAILING != Failing::byThrowing;
 
     static R failure(DWORD code) {
-        if constexpr (failing == Failing::byCode)
-            return static_cast<R>(code);
-        else if constexpr (failing == Failing::byHresult)
-            return HRESULT_FROM_WIN32(code);
-        else if constexpr (failing == Failing::byMinusOne)
-            return (R)LONG_PTR{-1};
-        else if constexpr (failing == Failing::byZero)
-            return R{};
-        else
-            throw std::bad_alloc();
+        if constexpr (canTell)
+            return (R)(FAILING == Failing::byCode      ? LONG_PTR{code}
+                       : FAILING == Failing::byHresult ? HRESULT_FROM_WIN32(code)
+                                                       : LONG_PTR{FAILING == Failing::byZero ? 0 : -1});
+        throw std::bad_alloc();
     }
 
     static bool hasFailed(const auto& result) {
-        if constexpr (givesCode)
-            return result != 0;
-        else if constexpr (failing == Failing::byMinusOne || failing == Failing::byZero)
-            return result == failure(0);
-        else
-            return false;
+        if constexpr (canTell)
+            return givesCode ? result != R{} : result == failure(0);
+        return false;
     }
 
     // What a function leaves there means something only after a failure that it tells in that way.
     static void leaveLastError(bool failed, DWORD lastError) {
         constexpr DWORD dirt = 0xDEAD;
-        SetLastError(keepsLastError || (failed && failing != Failing::byCode) ? lastError : dirt);
+        SetLastError(keepsLastError || (failed && FAILING != Failing::byCode) ? lastError : dirt);
     }
 
     template<class T>
@@ -191,15 +186,15 @@ struct Call<NAME, R(A...)> {
     }
 };
 
-#define VARNEL_DECLARED(function, module, how, visibility, lends, codes)                                     \
+template<Name NAME>
+struct Call;
+#define VARNEL_CALL(function, module, failing, seen, lends, codes)                                           \
     template<>                                                                                               \
-    struct Declared<#function> {                                                                             \
-        using Signature = decltype(::function);                                                              \
-        static constexpr Failing failing = Failing::how;                                                     \
-        static Import row;                                                                                   \
+    struct Call<#function>                                                                                   \
+        : Redirected<#function, module, Failing::failing, Seen::seen, lends, codes, decltype(::function)> {  \
     };
-VARNEL_IMPORTS(VARNEL_DECLARED)
-#undef VARNEL_DECLARED
+VARNEL_IMPORTS(VARNEL_CALL)
+#undef VARNEL_CALL
 
 // Gives an import its answer for all plays.
 template<Name NAME>

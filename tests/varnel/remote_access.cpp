@@ -1,6 +1,5 @@
 // The remote-access service: phonebooks, entries, connections, and dials that go as the play's course says.
 #include "computer.h"
-#include "imports.h"
 #include "privates.h"
 
 #include <ranges>
@@ -12,22 +11,30 @@ namespace {
 constexpr DWORD connSize = 696, entryNameSize = 532, entrySize = 2088, dialParamsSize = 1064,
                 statusSize = 288, pppIpSize = 48;
 
-std::string factOf(LPCSTR phoneBook, const std::string& name) {
-    return fmt::format("entry {} {}", phoneBook != nullptr ? phoneBook : "-", name); // "-": the user's own
+void expectSize(DWORD size, DWORD expected) {
+    expect(size == expected, fmt::format("a record of {} bytes instead of {}", size, expected));
 }
 
-void notify(HRASCONN handle, long state, DWORD error, DWORD extended, DWORD callbackId, LPVOID notifier) {
+std::string bookNamed(LPCSTR phoneBook) {
+    return phoneBook != nullptr ? phoneBook : "-"; // the user's own
+}
+
+std::string factOf(LPCSTR phoneBook, const std::string& name) {
+    return "entry " + bookNamed(phoneBook) + " " + name;
+}
+
+// Tells the library of a connection's state, as long as there is one.
+void notify(HRASCONN handle, RASCONNSTATE state, DWORD error, DWORD extended, DWORD id, LPVOID notifier) {
     Connection& connection = *theComputer().find(handle);
     if (connection.hungUp)
         return;
     connection.listed = state == RASCS_Connected && error == 0;
-    const bool goesOn = error == 0 && state != RASCS_Connected && state != RASCS_Disconnected &&
-                        privates::items.contains(callbackId);
+    const DWORD goesOn =
+        error == 0 && state != RASCS_Connected && state != RASCS_Disconnected && privates::items.contains(id);
+    const auto function = reinterpret_cast<RASDIALFUNC2>(notifier);
     try {
-        if (reinterpret_cast<RASDIALFUNC2>(notifier)(callbackId, 1, handle, WM_RASDIALEVENT,
-                                                     static_cast<RASCONNSTATE>(state), error,
-                                                     extended) != (goesOn ? 1U : 0U))
-            complain("the notifier gives the wrong answer to state " + std::to_string(state));
+        expect(function(id, 1, handle, WM_RASDIALEVENT, state, error, extended) == goesOn,
+               fmt::format("the notifier gives the wrong answer to state {}", +state));
     } catch (...) {
         complain("an exception passed from the notifier into the service");
     }
@@ -40,20 +47,18 @@ DWORD dial(LPRASDIALEXTENSIONS extensions, LPCSTR phoneBook, LPRASDIALPARAMSA pa
            LPVOID notifier, LPHRASCONN conn) {
     Computer& computer = theComputer();
     computer.passwordPlace = params->szPassword;
-    if (extensions != nullptr || type != 2 || *conn != nullptr || params->dwSize != dialParamsSize)
-        return ERROR_INVALID_SIZE;
-    std::string course;
-    if (!computer.dials.empty()) {
-        course = computer.dials.front();
-        computer.dials.pop_front();
-    }
+    expectSize(params->dwSize, dialParamsSize);
+    expect(extensions == nullptr && type == 2 && *conn == nullptr, "a dial of another kind");
+    computer.dials.emplace_back("connects");
+    const std::string course = computer.dials.front();
+    computer.dials.pop_front();
     const DWORD code = numberAfter(course, "refused");
     const bool givesHandle = code == 0 ? !says(course, "handleless") : says(course, "handle");
     if (code == 0 && !facts().has(factOf(phoneBook, params->szEntryName)))
         return ERROR_CANNOT_FIND_PHONEBOOK_ENTRY;
     if (code != 0 && !givesHandle)
         return code;
-    computer.apply(fmt::format("up {} = {}", params->szEntryName, phoneBook != nullptr ? phoneBook : "-"));
+    computer.apply(fmt::format("up {} = {}", params->szEntryName, bookNamed(phoneBook)));
     Connection& connection = computer.connections.back();
     connection.listed = false;
     connection.dialled = givesHandle;
@@ -62,59 +67,62 @@ DWORD dial(LPRASDIALEXTENSIONS extensions, LPCSTR phoneBook, LPRASDIALPARAMSA pa
         *conn = connection.handle;
     if (code != 0)
         return code;
-    const auto at = [=, &computer, handle = connection.handle, id = static_cast<DWORD>(params->dwCallbackId)](
-                        DWORD ms, long state, DWORD error, DWORD extended) {
+    const auto tell = [=, &computer, handle = connection.handle,
+                       id = static_cast<DWORD>(params->dwCallbackId)](DWORD ms, RASCONNSTATE state,
+                                                                      DWORD error, DWORD extended) {
         computer.clock.in(ms, [=] { notify(handle, state, error, extended, id, notifier); });
     };
     const DWORD after = numberAfter(course, "after", 300), error = numberAfter(course, "fails");
-    at(after / 3, RASCS_OpenPort, 0, 0);
+    tell(after / 3, RASCS_OpenPort, 0, 0);
     if (says(course, "silent"))
         return 0;
-    at(after / 2, RASCS_Authenticate, 0, 0);
+    tell(after / 2, RASCS_Authenticate, 0, 0);
     const RASCONNSTATE end = error != 0 ? RASCS_Authenticate : RASCS_Connected;
-    at(after, says(course, "disconnects") ? RASCS_Disconnected : end, error, numberAfter(course, "extended"));
+    tell(after, says(course, "disconnects") ? RASCS_Disconnected : end, error,
+         numberAfter(course, "extended"));
     return 0;
 }
 
-DWORD hangUp(HRASCONN conn) {
-    Connection* const connection = theComputer().find(conn);
-    if (connection != nullptr && connection->hungUp && connection->dialled)
-        complain("a dialled connection is hung up twice");
-    if (connection == nullptr || connection->hungUp)
-        return ERROR_INVALID_HANDLE;
-    connection->hungUp = true;
-    connection->listed = false;
-    return 0;
-}
-
-DWORD status(HRASCONN conn, LPRASCONNSTATUSA record) {
-    Connection* const connection = theComputer().find(conn);
-    if (record->dwSize != statusSize)
-        return ERROR_INVALID_SIZE;
-    if (connection == nullptr)
-        return ERROR_INVALID_HANDLE;
-    if (connection->hungUp)
-        return countDown(connection->course, "lingers") ? 0 : ERROR_INVALID_HANDLE;
-    record->dwError = answers::number(numberAfter(connection->course, "reports"));
-    return numberAfter(connection->course, "unreadable");
-}
-
-DWORD projection(HRASCONN conn, RASPROJECTION kind, LPVOID record, LPDWORD size) {
-    auto* const pppIp = static_cast<RASPPPIPA*>(record);
-    const Connection* const connection = theComputer().find(conn);
-    if (kind != RASP_PppIp || *size != pppIpSize || pppIp->dwSize != pppIpSize)
-        return ERROR_INVALID_SIZE;
-    if (connection == nullptr || connection->address == "-" || says(connection->course, "silent"))
-        return ERROR_PROTOCOL_NOT_CONFIGURED;
-    answers::fill(pppIp->szIpAddress, connection->address);
-    return 0;
+void answerForConnections() {
+    on<"RasDialA">(&dial);
+    on<"RasHangUpA">([](HRASCONN conn) {
+        Connection* const connection = theComputer().find(conn);
+        if (connection == nullptr)
+            return ERROR_INVALID_HANDLE;
+        expect(!connection->hungUp || !connection->dialled, "a dialled connection is hung up twice");
+        connection->listed = false;
+        return std::exchange(connection->hungUp, true) ? ERROR_INVALID_HANDLE : ERROR_SUCCESS;
+    });
+    on<"RasGetConnectStatusA">([](HRASCONN conn, LPRASCONNSTATUSA record) -> DWORD {
+        expectSize(record->dwSize, statusSize);
+        Connection* const connection = theComputer().find(conn);
+        if (connection == nullptr)
+            return ERROR_INVALID_HANDLE;
+        if (connection->hungUp)
+            return countDown(connection->course, "lingers") ? 0 : ERROR_INVALID_HANDLE;
+        record->dwError = answers::number(numberAfter(connection->course, "reports"));
+        return numberAfter(connection->course, "unreadable");
+    });
+    on<"RasGetProjectionInfoA">([](HRASCONN conn, RASPROJECTION kind, LPVOID record, LPDWORD size) -> DWORD {
+        auto* const pppIp = static_cast<RASPPPIPA*>(record);
+        expect(kind == RASP_PppIp && *size == pppIpSize, "another projection is asked for");
+        expectSize(pppIp->dwSize, pppIpSize);
+        const Connection* const connection = theComputer().find(conn);
+        if (connection == nullptr || connection->address == "-" || says(connection->course, "silent"))
+            return ERROR_PROTOCOL_NOT_CONFIGURED;
+        answers::fill(pppIp->szIpAddress, connection->address);
+        return 0;
+    });
+    on<"RasGetErrorStringA">([](UINT error, LPSTR text, DWORD room) {
+        answers::fill(text, room, fmt::format(" text of {}", error));
+        return ERROR_SUCCESS;
+    });
 }
 
 // Hands a list over: how long it is, and when there is room, a record of each.
 template<class RECORD>
 DWORD handOver(auto list, DWORD recordSize, RECORD* first, LPDWORD size, LPDWORD count, auto write) {
-    if (first->dwSize != recordSize)
-        return ERROR_INVALID_SIZE;
+    expectSize(first->dwSize, recordSize);
     const auto there = static_cast<DWORD>(std::ranges::distance(list));
     *count = answers::number(there);
     if (std::exchange(*size, there * recordSize) < there * recordSize)
@@ -124,102 +132,91 @@ DWORD handOver(auto list, DWORD recordSize, RECORD* first, LPDWORD size, LPDWORD
     return 0;
 }
 
-DWORD enumerateConnections(LPRASCONNA first, LPDWORD size, LPDWORD count) {
-    return handOver(theComputer().connections | std::views::filter(&Connection::listed), connSize, first,
-                    size, count, &answers::show);
-}
-
-// Without a phonebook those of the user and of all users are listed, with their places.
-DWORD enumerateEntries(LPCSTR, LPCSTR phoneBook, LPRASENTRYNAMEA first, LPDWORD size, LPDWORD count) {
-    const auto bookOf = [](const std::string& entry) { return entry.substr(0, entry.find(' ')); };
-    std::vector<std::string> entries = facts().endings("entry ");
-    std::erase_if(entries, [&](const std::string& entry) {
-        return phoneBook != nullptr ? bookOf(entry) != phoneBook : bookOf(entry).ends_with("pptp.pbk");
+void answerForLists() {
+    on<"RasEnumConnectionsA">([](LPRASCONNA first, LPDWORD size, LPDWORD count) {
+        return handOver(theComputer().connections | std::views::filter(&Connection::listed), connSize, first,
+                        size, count, &answers::show);
     });
-    return handOver(entries, entryNameSize, first, size, count,
-                    [&](RASENTRYNAMEA& record, const auto& entry) {
-                        record.dwSize = entryNameSize;
-                        answers::fill(record.szEntryName, entry.substr(entry.find(' ') + 1));
-                        answers::fill(record.szPhonebookPath, entry.starts_with("- ") ? "" : bookOf(entry));
-                    });
+    // Without a phonebook those of the user and of all users are listed, with their places.
+    on<"RasEnumEntriesA">([](LPCSTR, LPCSTR phoneBook, LPRASENTRYNAMEA first, LPDWORD size, LPDWORD count) {
+        const auto bookOf = [](const std::string& entry) { return entry.substr(0, entry.find(' ')); };
+        std::vector<std::string> entries = facts().endings("entry ");
+        std::erase_if(entries, [&](const std::string& entry) {
+            return phoneBook != nullptr ? bookOf(entry) != phoneBook : bookOf(entry).ends_with("pptp.pbk");
+        });
+        return handOver(entries, entryNameSize, first, size, count, [&](RASENTRYNAMEA& record, auto& entry) {
+            record.dwSize = entryNameSize;
+            answers::fill(record.szEntryName, entry.substr(entry.find(' ') + 1));
+            answers::fill(record.szPhonebookPath, entry.starts_with("- ") ? "" : bookOf(entry));
+        });
+    });
 }
 
 // Facts keep an entry as "USER at ADDRESS OPTIONS/ENCRYPTION/STRATEGY", or with every number in the record
 // that is not 0, by its place.
-DWORD setEntry(LPCSTR phoneBook, LPCSTR name, LPRASENTRYA entry, DWORD size, LPBYTE, DWORD) {
-    if (size != entrySize || entry->dwSize != entrySize)
-        return ERROR_INVALID_SIZE;
-    const std::string before = facts().get(factOf(phoneBook, name));
-    std::string now = before.empty() ? "nobody" : before.substr(0, before.find(' '));
-    now += fmt::format(" at {}", entry->szLocalPhoneNumber);
-    const auto* const numbers = reinterpret_cast<const DWORD*>(entry);
-    for (std::size_t i = 0; facts().has("whole records") && i < entrySize / sizeof(DWORD); ++i)
-        if (numbers[i] != 0)
-            now += fmt::format(" {}:{:X}", i * sizeof(DWORD), numbers[i]);
+std::string properties(const RASENTRYA& entry) {
     if (!facts().has("whole records"))
-        now += fmt::format(" {:X}/{}/{}", entry->dwfOptions, entry->dwEncryptionType, entry->dwVpnStrategy);
-    facts().set(factOf(phoneBook, name), now);
-    return 0;
+        return fmt::format("{} {:X}/{}/{}", entry.szLocalPhoneNumber, entry.dwfOptions,
+                           entry.dwEncryptionType, entry.dwVpnStrategy);
+    std::string all = entry.szLocalPhoneNumber;
+    const auto* const numbers = reinterpret_cast<const DWORD*>(&entry);
+    for (std::size_t i = 0; i < entrySize / sizeof(DWORD); ++i)
+        if (numbers[i] != 0)
+            all += fmt::format(" {}:{:X}", i * sizeof(DWORD), numbers[i]);
+    return all;
 }
 
-DWORD setUser(LPCSTR phoneBook, LPRASDIALPARAMSA params, WINBOOL removePassword) {
-    if (params->dwSize != dialParamsSize || removePassword == FALSE || params->szPassword[0] != '\0')
-        return ERROR_INVALID_SIZE;
-    std::string* const entry = facts().find(factOf(phoneBook, params->szEntryName));
-    if (entry == nullptr)
-        return ERROR_CANNOT_FIND_PHONEBOOK_ENTRY;
-    *entry = params->szUserName + entry->substr(entry->find(" at "));
-    return 0;
-}
-
-// Somebody else stored these: none of it may outlive the library's own values.
-DWORD getUser(LPCSTR phoneBook, LPRASDIALPARAMSA params, LPBOOL password) {
-    if (params->dwSize != dialParamsSize)
-        return ERROR_INVALID_SIZE;
-    if (!facts().has(factOf(phoneBook, params->szEntryName)))
-        return ERROR_CANNOT_FIND_PHONEBOOK_ENTRY;
-    answers::fill(params->szUserName, "somebody else");
-    answers::fill(params->szPassword, "a stored password's stand-in");
-    answers::fill(params->szDomain, "");
-    params->dwSize = answers::number(params->dwSize);
-    if (answers::lie)
-        answers::fill(params->szEntryName, "");
-    *password = TRUE;
-    return 0;
-}
-
-DWORD renameEntry(LPCSTR phoneBook, LPCSTR oldName, LPCSTR newName) {
-    if (facts().has(factOf(phoneBook, newName)))
-        return ERROR_ALREADY_EXISTS;
-    const std::string entry = facts().get(factOf(phoneBook, oldName));
-    if (!facts().erase(factOf(phoneBook, oldName)))
-        return ERROR_CANNOT_FIND_PHONEBOOK_ENTRY;
-    facts().set(factOf(phoneBook, newName), entry);
-    return 0;
-}
-
-DWORD deleteEntry(LPCSTR phoneBook, LPCSTR name) {
-    return facts().erase(factOf(phoneBook, name)) ? 0 : ERROR_CANNOT_FIND_PHONEBOOK_ENTRY;
-}
-
-DWORD errorString(UINT error, LPSTR text, DWORD room) {
-    answers::fill(text, room, fmt::format(" text of {}", error));
-    return 0;
+void answerForEntries() {
+    on<"RasSetEntryPropertiesA">([](LPCSTR phoneBook, LPCSTR name, LPRASENTRYA entry, DWORD size, auto...) {
+        expectSize(size, entrySize);
+        expectSize(entry->dwSize, entrySize);
+        const std::string before = facts().get(factOf(phoneBook, name));
+        const std::string user = before.empty() ? "nobody" : before.substr(0, before.find(' '));
+        facts().set(factOf(phoneBook, name), user + " at " + properties(*entry));
+        return ERROR_SUCCESS;
+    });
+    on<"RasSetEntryDialParamsA">(
+        [](LPCSTR phoneBook, LPRASDIALPARAMSA params, WINBOOL removePassword) -> DWORD {
+            expectSize(params->dwSize, dialParamsSize);
+            expect(removePassword != FALSE && params->szPassword[0] == '\0', "a password is stored");
+            std::string* const entry = facts().find(factOf(phoneBook, params->szEntryName));
+            if (entry == nullptr)
+                return ERROR_CANNOT_FIND_PHONEBOOK_ENTRY;
+            *entry = params->szUserName + entry->substr(entry->find(" at "));
+            return 0;
+        });
+    // Somebody else stored these: none of it may outlive the library's own values.
+    on<"RasGetEntryDialParamsA">([](LPCSTR phoneBook, LPRASDIALPARAMSA params, LPBOOL password) -> DWORD {
+        expectSize(params->dwSize, dialParamsSize);
+        if (!facts().has(factOf(phoneBook, params->szEntryName)))
+            return ERROR_CANNOT_FIND_PHONEBOOK_ENTRY;
+        answers::fill(params->szUserName, "somebody else");
+        answers::fill(params->szPassword, "a stored password's stand-in");
+        answers::fill(params->szDomain, "");
+        params->dwSize = answers::number(params->dwSize);
+        if (answers::lie)
+            answers::fill(params->szEntryName, "");
+        *password = TRUE;
+        return 0;
+    });
+    on<"RasRenameEntryA">([](LPCSTR phoneBook, LPCSTR from, LPCSTR to) -> DWORD {
+        const std::string entry = facts().get(factOf(phoneBook, from));
+        if (facts().has(factOf(phoneBook, to)))
+            return ERROR_ALREADY_EXISTS;
+        if (!facts().erase(factOf(phoneBook, from)))
+            return ERROR_CANNOT_FIND_PHONEBOOK_ENTRY;
+        facts().set(factOf(phoneBook, to), entry);
+        return 0;
+    });
+    on<"RasDeleteEntryA">([](LPCSTR phoneBook, LPCSTR name) -> DWORD {
+        return facts().erase(factOf(phoneBook, name)) ? 0 : ERROR_CANNOT_FIND_PHONEBOOK_ENTRY;
+    });
 }
 
 } // namespace
 
 void answerForRemoteAccess() {
-    on<"RasDialA">(&dial);
-    on<"RasHangUpA">(&hangUp);
-    on<"RasGetConnectStatusA">(&status);
-    on<"RasGetProjectionInfoA">(&projection);
-    on<"RasEnumConnectionsA">(&enumerateConnections);
-    on<"RasEnumEntriesA">(&enumerateEntries);
-    on<"RasSetEntryPropertiesA">(&setEntry);
-    on<"RasSetEntryDialParamsA">(&setUser);
-    on<"RasGetEntryDialParamsA">(&getUser);
-    on<"RasRenameEntryA">(&renameEntry);
-    on<"RasDeleteEntryA">(&deleteEntry);
-    on<"RasGetErrorStringA">(&errorString);
+    answerForConnections();
+    answerForLists();
+    answerForEntries();
 }

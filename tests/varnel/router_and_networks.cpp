@@ -1,7 +1,6 @@
 // The functions of the router's library, and the objects of the network list, none of which is real: a
 // function is known by its row of the imports, a method by its place in the table of its interface.
 #include "computer.h"
-#include "imports.h"
 
 namespace {
 
@@ -9,15 +8,14 @@ namespace {
 template<Name CONNECT, Name SET>
 void answerForPorts(const std::string& what) {
     on<CONNECT>([what](LPWSTR server, void** handle) {
-        if (server != nullptr)
-            complain("the router of another computer is asked for");
+        expect(server == nullptr, "the router of another computer is asked for");
         *handle = theComputer().lend<void*>(what);
         return ERROR_SUCCESS;
     });
     on<SET>([what](void* handle, DWORD level, LPBYTE buffer) {
         const auto& ports = *reinterpret_cast<const MPR_SERVER_1*>(buffer);
-        if (level != 1 || theComputer().thing(handle) != what)
-            complain("the router's ports are set with another handle or level");
+        expect(level == 1 && theComputer().thing(handle) == what,
+               "the router's ports are set with another handle or level");
         facts().set(what + " ports",
                     fmt::format("PPTP {}/{} L2TP {}/{}", ports.dwNumPptpPorts, ports.dwPptpPortFlags,
                                 ports.dwNumL2tpPorts, ports.dwL2tpPortFlags));
@@ -82,9 +80,9 @@ void answerForRouterAndNetworks() {
     });
     on<"CoUninitialize">([] { ledger::released("COM", &categories); });
     on<"CoCreateInstance">([](REFCLSID kind, LPUNKNOWN outer, DWORD context, REFIID id, LPVOID* object) {
-        if (kind != CLSID_NetworkListManager || outer != nullptr || context != CLSCTX_ALL ||
-            id != IID_INetworkListManager)
-            complain("another object is created");
+        expect(kind == CLSID_NetworkListManager && outer == nullptr && context == CLSCTX_ALL &&
+                   id == IID_INetworkListManager,
+               "another object is created");
         return give(object, {{9, "GetNetworkConnections"}});
     });
     on<"GetNetworkConnections">([](INetworkListManager*, IEnumNetworkConnections** connections) {

@@ -1,6 +1,5 @@
 // The registry, the services and TCP port 1723.
 #include "computer.h"
-#include "imports.h"
 
 namespace {
 
@@ -50,8 +49,8 @@ std::string factOf(DWORD type, const std::string& data) {
 
 void answerForRegistry() {
     on<"RegOpenKeyExA">([](HKEY root, LPCSTR path, DWORD, REGSAM access, PHKEY key) {
-        if (root != HKEY_LOCAL_MACHINE || access != (KEY_READ | KEY_WRITE))
-            complain("a key is opened with another root or access");
+        expect(root == HKEY_LOCAL_MACHINE && access == (KEY_READ | KEY_WRITE),
+               "a key is opened with another root or access");
         const std::string name = keyNamed(path);
         if (facts().endings("value " + name).empty() && !facts().has("key " + name))
             return ERROR_FILE_NOT_FOUND;
@@ -127,8 +126,9 @@ void answerForServices() {
     });
     on<"CreateServiceA">([](SC_HANDLE, const std::string& name, const std::string& shown, DWORD access,
                             DWORD type, DWORD start, DWORD errors, LPCSTR path, const auto&...) {
-        if (shown != name || access != 0 || type != SERVICE_KERNEL_DRIVER || errors != SERVICE_ERROR_NORMAL)
-            complain("a service of another kind is created");
+        expect(shown == name && access == 0 && type == SERVICE_KERNEL_DRIVER &&
+                   errors == SERVICE_ERROR_NORMAL,
+               "a service of another kind is created");
         const bool isNew = serviceNamed(name) == nullptr;
         if (isNew)
             facts().set("service " + name, fmt::format("disabled start {} {}", start, path));
@@ -156,8 +156,7 @@ void answerForPort() {
     always<"setsockopt">(0);
     on<"bind">([](SOCKET s, const sockaddr* address, int) {
         const auto& wanted = *reinterpret_cast<const sockaddr_in*>(address);
-        if (wanted.sin_family != AF_INET || wanted.sin_port != htons(1723))
-            complain("another port is bound");
+        expect(wanted.sin_family == AF_INET && wanted.sin_port == htons(1723), "another port is bound");
         facts().set("bound to", inet_ntoa(wanted.sin_addr));
         std::string* const port = facts().find("port");
         SetLastError(s == INVALID_SOCKET ? WSAENOTSOCK : WSAEADDRINUSE);
