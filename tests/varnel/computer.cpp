@@ -171,21 +171,24 @@ void Clock::in(DWORD ms, std::function<void()> action) {
         agenda.emplace(elapsed + ms, std::move(action));
 }
 
-void Clock::pass(DWORD ms) {
-    wait(GetCurrentProcess(), ms != 0 ? ms : yieldTakes); // which is never signalled
-}
-
-DWORD Clock::wait(HANDLE object, DWORD ms) {
-    const unsigned long long end = elapsed + ms;
-    for (;;) {
-        if (const DWORD state = WaitForSingleObject(object, 0); state != WAIT_TIMEOUT)
-            return state;
+void Clock::passUntil(unsigned long long end, const std::function<bool()>& isOver) {
+    while (!isOver()) {
         const auto next = agenda.begin();
         if (next == agenda.end() || next->first > end)
-            return elapsed = end, WAIT_TIMEOUT;
+            return void(elapsed = end);
         elapsed = std::max(elapsed, next->first);
         agenda.extract(next).mapped()();
     }
+}
+
+void Clock::pass(DWORD ms) {
+    passUntil(elapsed + (ms != 0 ? ms : yieldTakes), [] { return false; });
+}
+
+DWORD Clock::wait(HANDLE object, DWORD ms) {
+    DWORD state = WAIT_TIMEOUT;
+    passUntil(elapsed + ms, [&] { return (state = WaitForSingleObject(object, 0)) != WAIT_TIMEOUT; });
+    return state;
 }
 
 Computer::Computer() {

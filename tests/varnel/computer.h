@@ -20,6 +20,8 @@ class Clock {
     DWORD wait(HANDLE object, DWORD ms);
 
   private:
+    void passUntil(unsigned long long end, const std::function<bool()>& isOver);
+
     std::multimap<unsigned long long, std::function<void()>> agenda;
 };
 

@@ -104,9 +104,10 @@ std::optional<DWORD> faults::strikes(Import& import) {
 void ledger::called(const Import& import, const void* first, const void* last) {
     if (import.lends.starts_with('-'))
         return released(import.lends.substr(1), last);
+    if (import.lends.empty() || import.lends.starts_with('+'))
+        return;
     const auto loan = loans.find(first);
-    expect(import.lends.starts_with('+') || loan == loans.end() || loan->second.out,
-           std::string(import.lends) + " used after its return");
+    expect(loan == loans.end() || loan->second.out, std::string(import.lends) + " used after its return");
 }
 
 void ledger::acquired(std::string_view kind, const void* resource) {
