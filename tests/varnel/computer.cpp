@@ -8,26 +8,15 @@ Computer* present = nullptr;
 
 constexpr char publicPhoneBook[] = "C:\\all\\Microsoft\\Network\\Connections\\Pbk\\rasphone.pbk";
 
-constexpr const char* usualFacts[] = {
-    "windows = XP",
-    "lock = free",
-    "bits = 32",
-    "level = 3",
-    "carried = 5",
-    "data folder = C:\\all",
-    "system folder = C:\\sys",
-    "working folder = C:\\peers",
-    "service TapiSrv = enabled",
-    "service RasMan = enabled",
-    "service RemoteAccess = enabled",
-    "value WinLogon KeepRasConnections = \"1\"",
-    "value Class\\0001 MatchingDeviceId = \"ms_pptpminiport\"",
-    "value Class\\0001 MaxWanEndpoints = 32",
-    "value Class\\0001 WanEndpoints = 10",
-    "value Class\\0002 MatchingDeviceId = \"ms_l2tpminiport\"",
-    "value Class\\0002 WanEndpoints = 5",
-    "entry - stranger by default = somebody's",
-};
+constexpr char usualFacts[] =
+    "windows = XP; bits = 32; level = 3; carried = 5; lock = free;"
+    "data folder = C:\\all; system folder = C:\\sys; working folder = C:\\peers;"
+    "service TapiSrv = enabled; service RasMan = enabled; service RemoteAccess = enabled;"
+    "value WinLogon KeepRasConnections = \"1\";"
+    "value Class\\0001 MatchingDeviceId = \"ms_pptpminiport\";"
+    "value Class\\0001 MaxWanEndpoints = 32; value Class\\0001 WanEndpoints = 10;"
+    "value Class\\0002 MatchingDeviceId = \"ms_l2tpminiport\"; value Class\\0002 WanEndpoints = 5;"
+    "entry - stranger by default = somebody's";
 
 DWORD waitForLock() {
     const std::string state = std::exchange(*facts().find("lock"), "free");
@@ -193,7 +182,7 @@ DWORD Clock::wait(HANDLE object, DWORD ms) {
 
 Computer::Computer() {
     present = this;
-    for (const char* fact : usualFacts)
+    for (const std::string& fact : pieces(usualFacts, ';'))
         apply(fact);
     apply(fmt::format("entry {} stranger #0 = somebody's", publicPhoneBook));
     faults::plan({});
