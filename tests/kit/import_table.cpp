@@ -3,20 +3,11 @@
 #include <algorithm>
 #include <cstddef>
 
-namespace {
-
-const IMAGE_DATA_DIRECTORY& directory(const char* base, unsigned int index) {
-    const auto& dos = *reinterpret_cast<const IMAGE_DOS_HEADER*>(base);
-    const auto& headers = *reinterpret_cast<const IMAGE_NT_HEADERS*>(base + dos.e_lfanew);
-    return headers.OptionalHeader.DataDirectory[index];
-}
-
-} // namespace
-
 ImportTable::ImportTable(HMODULE module) {
     char* const base = reinterpret_cast<char*>(module);
-    delayed = directory(base, IMAGE_DIRECTORY_ENTRY_DELAY_IMPORT).Size != 0;
-    const DWORD start = directory(base, IMAGE_DIRECTORY_ENTRY_IMPORT).VirtualAddress;
+    const auto& dos = *reinterpret_cast<const IMAGE_DOS_HEADER*>(base);
+    const auto& headers = *reinterpret_cast<const IMAGE_NT_HEADERS*>(base + dos.e_lfanew);
+    const DWORD start = headers.OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT].VirtualAddress;
     for (auto* from = reinterpret_cast<IMAGE_IMPORT_DESCRIPTOR*>(base + start); from->Name != 0; ++from) {
         auto* wanted = reinterpret_cast<IMAGE_THUNK_DATA*>(base + from->OriginalFirstThunk);
         auto* bound = reinterpret_cast<IMAGE_THUNK_DATA*>(base + from->FirstThunk);
@@ -39,8 +30,7 @@ ImportTable::~ImportTable() {
 }
 
 DWORD ImportTable::protect(DWORD wanted) const {
-    const auto [first, last] = std::minmax_element(
-        all.begin(), all.end(), [](const Entry& one, const Entry& other) { return one.slot < other.slot; });
+    const auto [first, last] = std::ranges::minmax_element(all, {}, &Entry::slot);
     const auto bytes = static_cast<SIZE_T>(last->slot + 1 - first->slot) * sizeof(void*);
     DWORD before = 0;
     VirtualProtect(first->slot, bytes, wanted, &before);
@@ -48,8 +38,7 @@ DWORD ImportTable::protect(DWORD wanted) const {
 }
 
 void* ImportTable::replace(std::string_view name, void* replacement) {
-    const auto entry =
-        std::find_if(all.begin(), all.end(), [name](const Entry& e) { return e.name == name; });
+    const auto entry = std::ranges::find(all, name, &Entry::name);
     if (entry == all.end())
         return nullptr;
     originals.emplace_back(entry->slot, *entry->slot);
@@ -58,6 +47,5 @@ void* ImportTable::replace(std::string_view name, void* replacement) {
 }
 
 bool ImportTable::isReplaced(const Entry& entry) const {
-    return std::any_of(originals.begin(), originals.end(),
-                       [&entry](const auto& original) { return original.first == entry.slot; });
+    return std::ranges::any_of(originals, [&](const auto& original) { return original.first == entry.slot; });
 }

@@ -23,7 +23,6 @@ class ImportTable {
     ImportTable& operator=(const ImportTable&) = delete;
 
     const std::vector<Entry>& entries() const { return all; }
-    bool hasDelayedImports() const { return delayed; }
     bool isReplaced(const Entry& entry) const;
 
     // Puts `replacement` in the place of import `name`. What stood there, or null when nothing of that name
@@ -36,6 +35,5 @@ class ImportTable {
 
     std::vector<Entry> all;
     DWORD protection = 0;
-    bool delayed = false;
     std::vector<std::pair<void**, void*>> originals;
 };

@@ -1,43 +1,28 @@
 #include "computer.h"
 
-#include "imports.h"
 #include "privates.h"
-
-#include <cstdio>
 
 namespace {
 
 Computer* present = nullptr;
 
-constexpr const char* usualFacts[] = {
-    "windows = XP",
-    "lock = free",
-    "bits = 32",
-    "carried = 5",
-    "data folder = C:\\all",
-    "system folder = C:\\sys",
-    "working folder = C:\\peers",
-    "service TapiSrv = enabled",
-    "service RasMan = enabled",
-    "service RemoteAccess = enabled",
-    "value WinLogon KeepRasConnections = \"1\"",
-    "value Class\\0001 MatchingDeviceId = \"ms_pptpminiport\"",
-    "value Class\\0001 MaxWanEndpoints = 32",
-    "value Class\\0001 WanEndpoints = 10",
-    "value Class\\0002 MatchingDeviceId = \"ms_l2tpminiport\"",
-    "value Class\\0002 WanEndpoints = 5",
-    "entry {all} stranger #0 = somebody's",
-    "entry - stranger by default = somebody's",
-};
-
 constexpr char publicPhoneBook[] = "C:\\all\\Microsoft\\Network\\Connections\\Pbk\\rasphone.pbk";
 
-DWORD waitForLock(Computer& computer) {
-    const std::string state = computer.facts.get("lock");
+constexpr char usualFacts[] =
+    "windows = XP; bits = 32; level = 3; carried = 5; lock = free;"
+    "data folder = C:\\all; system folder = C:\\sys; working folder = C:\\peers;"
+    "service TapiSrv = enabled; service RasMan = enabled; service RemoteAccess = enabled;"
+    "value WinLogon KeepRasConnections = \"1\";"
+    "value Class\\0001 MatchingDeviceId = \"ms_pptpminiport\";"
+    "value Class\\0001 MaxWanEndpoints = 32; value Class\\0001 WanEndpoints = 10;"
+    "value Class\\0002 MatchingDeviceId = \"ms_l2tpminiport\"; value Class\\0002 WanEndpoints = 5;"
+    "entry - stranger by default = somebody's";
+
+DWORD waitForLock() {
+    const std::string state = std::exchange(*facts().find("lock"), "free");
     if (state == "held")
-        return WAIT_TIMEOUT;
-    computer.facts.set("lock", "free");
-    computer.isMutexOwned = true;
+        return facts().set("lock", state), WAIT_TIMEOUT;
+    theComputer().isMutexOwned = true;
     return state == "abandoned" ? WAIT_ABANDONED : WAIT_OBJECT_0;
 }
 
@@ -52,99 +37,81 @@ std::string imageAt(LPCVOID bytes, DWORD size) {
     return "unknown bytes";
 }
 
-BOOL foundNext(std::vector<std::string>& names, LPWIN32_FIND_DATAA found) {
-    if (names.empty()) {
-        SetLastError(ERROR_NO_MORE_FILES);
-        return FALSE;
-    }
+// "folder NAME" or "plain NAME", as the facts have what is in the working folder.
+bool foundNext(std::vector<std::string>& names, LPWIN32_FIND_DATAA found) {
+    SetLastError(ERROR_NO_MORE_FILES);
+    if (names.empty())
+        return false;
+    const std::string& name = names.front();
     *found = {};
-    found->dwFileAttributes = answers::number(names.front().ends_with('/') ? 0 : FILE_ATTRIBUTE_DIRECTORY);
-    answers::fill(found->cFileName, names.front().substr(0, names.front().find('/')));
+    found->dwFileAttributes = answers::number(name.starts_with("folder ") ? FILE_ATTRIBUTE_DIRECTORY : 0);
+    answers::fill(found->cFileName, name.substr(name.find(' ') + 1));
     names.erase(names.begin());
-    return TRUE;
-}
-
-WINBOOL deleteFile(const std::string& path) {
-    Facts& facts = theComputer().facts;
-    bool found = facts.erase("file " + path);
-    if (path.ends_with("pptp.pbk"))
-        for (const std::string& name : facts.endings("entry " + path + " "))
-            found = facts.erase("entry " + path + " " + name);
-    SetLastError(ERROR_FILE_NOT_FOUND);
-    return found ? TRUE : FALSE;
+    return true;
 }
 
 void answerForFiles() {
     static std::vector<std::string> listing;
     on<"FindFirstFileA">([](LPCSTR pattern, LPWIN32_FIND_DATAA found) {
-        Facts& facts = theComputer().facts;
-        listing = {".", ".."};
-        for (const auto& [name, value] : facts.all()) // "folder NAME", "plain NAME"
-            if (name.starts_with("folder "))
-                listing.push_back(name.substr(7));
-            else if (name.starts_with("plain "))
-                listing.push_back(name.substr(6) + "/");
-        std::string expected = facts.get("working folder");
+        listing = {"folder .", "folder .."};
+        for (const auto& [name, value] : facts().all())
+            if (name.starts_with("folder ") || name.starts_with("plain "))
+                listing.push_back(name);
+        std::string expected = facts().get("working folder");
         expected += expected.ends_with('\\') ? "*" : "\\*";
-        if (pattern != expected || !foundNext(listing, found)) {
-            SetLastError(ERROR_PATH_NOT_FOUND);
-            return INVALID_HANDLE_VALUE;
-        }
-        return theComputer().lend<HANDLE>("search");
+        if (pattern == expected && foundNext(listing, found))
+            return theComputer().lend<HANDLE>("search");
+        SetLastError(ERROR_PATH_NOT_FOUND);
+        return INVALID_HANDLE_VALUE;
     });
     on<"FindNextFileA">([](HANDLE, LPWIN32_FIND_DATAA found) { return foundNext(listing, found); });
-    on<"FindClose">([](HANDLE) { return TRUE; });
-    on<"IsFileExist">([](const char* path) {
-        const Facts& facts = theComputer().facts;
-        return facts.has("file " + std::string(path)) ||
-               !facts.endings("entry " + std::string(path) + " ").empty();
+    on<"IsFileExist">([](const std::string& path) {
+        return facts().has("file " + path) || !facts().endings("entry " + path + " ").empty();
     });
-    on<"DeleteFileA">([](LPCSTR path) { return deleteFile(path); });
-    on<"CreateFileA">([](LPCSTR path, const auto&...) {
-        theComputer().facts.set("file " + std::string(path), "");
+    on<"DeleteFileA">([](const std::string& path) {
+        bool found = facts().erase("file " + path);
+        if (path.ends_with("pptp.pbk"))
+            for (const std::string& name : facts().endings("entry " + path + " "))
+                found = facts().erase("entry " + path + " " + name);
+        SetLastError(ERROR_FILE_NOT_FOUND);
+        return found;
+    });
+    on<"CreateFileA">([](const std::string& path, const auto&...) {
+        facts().set("file " + path, "");
         return theComputer().lend<HANDLE>(path);
     });
-    on<"WriteFile">([](HANDLE file, LPCVOID bytes, DWORD size, LPDWORD, LPOVERLAPPED) {
-        Facts& facts = theComputer().facts;
-        facts.set("file " + theComputer().thing(file), facts.get("carried") + " " + imageAt(bytes, size));
+    on<"WriteFile">([](HANDLE file, LPCVOID bytes, DWORD size, const auto&...) {
+        facts().set("file " + theComputer().thing(file), facts().get("carried") + " " + imageAt(bytes, size));
         return TRUE;
     });
-    on<"MoveFileExA">([](LPCSTR from, LPCSTR to, DWORD) -> WINBOOL {
-        Facts& facts = theComputer().facts;
-        const std::string source = "file " + std::string(from);
+    on<"MoveFileExA">([](const std::string& from, const std::string& to, DWORD) {
         SetLastError(ERROR_FILE_NOT_FOUND);
-        if (!facts.has(source))
-            return FALSE;
-        facts.set("file " + std::string(to), facts.get(source));
-        return facts.erase(source) ? TRUE : FALSE;
+        if (!facts().has("file " + from))
+            return false;
+        facts().set("file " + to, facts().get("file " + from));
+        return facts().erase("file " + from);
     });
-    on<"GetFileVersion">([](const std::string& path) {
-        return static_cast<unsigned long long>(answers::number(theComputer().facts.number("file " + path)));
-    });
-    on<"GetPrivateConfigPathName">([](const char* id, const char* file) {
-        return *id != '\0' ? "C:\\peers\\" + std::string(id) + "\\" + file : std::string();
+    on<"GetFileVersion">(
+        [](const std::string& path) { return answers::number(facts().number("file " + path)); });
+    on<"GetPrivateConfigPathName">([](const std::string& id, const std::string& file) {
+        return !id.empty() ? "C:\\peers\\" + id + "\\" + file : std::string();
     });
 }
 
 void answerForWaiting() {
     on<"Sleep">([](DWORD ms) { theComputer().clock.pass(ms); });
-    on<"GetTickCount">([] {
-        const Clock& clock = theComputer().clock;
-        return clock.tick + static_cast<DWORD>(clock.elapsed);
-    });
+    on<"GetTickCount">(
+        [] { return facts().number("tick") + static_cast<DWORD>(theComputer().clock.elapsed); });
     on<"WaitForSingleObject">([](HANDLE object, DWORD ms) {
-        return theComputer().thing(object) == "lock" ? waitForLock(theComputer())
-                                                     : theComputer().clock.wait(object, ms);
+        Computer& computer = theComputer();
+        return computer.thing(object) == "lock" ? waitForLock() : computer.clock.wait(object, ms);
     });
-    on<"OpenMutexA">([](DWORD access, WINBOOL, LPCSTR name) -> HANDLE {
-        if (access != SYNCHRONIZE || std::string(name) != "RasPbFile")
-            complain("another lock is opened");
-        SetLastError(ERROR_FILE_NOT_FOUND);
-        return theComputer().facts.has("lock") ? theComputer().lend<HANDLE>("lock") : nullptr;
+    on<"OpenMutexA">([](DWORD access, WINBOOL, const std::string& name) {
+        expect(access == SYNCHRONIZE && name == "RasPbFile", "another lock is opened");
+        return theComputer().lendIf<HANDLE>(facts().has("lock"), "lock", ERROR_FILE_NOT_FOUND);
     });
     on<"ReleaseMutex">([](HANDLE) {
-        if (!std::exchange(theComputer().isMutexOwned, false))
-            complain("a lock is let go that is not owned");
+        expect(std::exchange(theComputer().isMutexOwned, false), "a lock is let go that is not owned");
         return TRUE;
     });
     on<"CloseHandle">(
@@ -155,30 +122,33 @@ void answerForWaiting() {
 
 void answerForSystem() {
     on<"CheckIdFormat">([](const auto* ids, const std::string& id, auto... out) {
-        return theComputer().facts.has("any id") || CheckIdFormat(ids, id, out...);
+        return facts().has("any id") || CheckIdFormat(ids, id, out...);
     });
-    on<"IsChineseOs">([] { return theComputer().facts.get("language") == "Chinese"; });
-    on<"IsWin6Plus">([] { return theComputer().facts.number("windows") >= 6; });
-    on<"GetIs64Os">([] { return theComputer().facts.number("bits") == 64; });
-    on<"IsWin2K">([] { return theComputer().facts.get("windows") == "2000"; });
-    on<"IsWinXP">([] { return theComputer().facts.get("windows") == "XP"; });
-    on<"GetWorkingPath">([] { return theComputer().facts.get("working folder"); });
+    on<"IsChineseOs">([] { return facts().get("language") == "Chinese"; });
+    on<"IsWin6Plus">([] { return facts().number("windows") >= 6; });
+    on<"GetIs64Os">([] { return facts().number("bits") == 64; });
+    on<"IsWin2K">([] { return facts().get("windows") == "2000"; });
+    on<"IsWinXP">([] { return facts().get("windows") == "XP"; });
+    on<"GetWorkingPath">([] { return facts().get("working folder"); });
     on<"GetSystemDirectoryA">([](LPSTR path, UINT room) {
-        const std::string folder = theComputer().facts.get("system folder");
+        const std::string folder = facts().get("system folder");
         answers::fill(path, room, folder);
-        return UINT{answers::number(static_cast<DWORD>(folder.size()))};
+        return answers::number(static_cast<DWORD>(folder.size()));
     });
     on<"SHGetFolderPathA">([](HWND, int, HANDLE, DWORD, LPSTR path) {
-        answers::fill(path, MAX_PATH, theComputer().facts.get("data folder"));
+        answers::fill(path, MAX_PATH, facts().get("data folder"));
         return S_OK;
     });
-    on<"logLine">([](int level, const char* file, long line, const std::string& text) {
-        if (std::string(file) != ".\\Varnel" || line <= 0 || level > LOG::level)
-            complain("a record that nobody wants, or from nowhere: " + text);
+    on<"logLine">([](int level, const std::string& file, long line, const std::string& text) {
+        expect(file == ".\\Varnel" && line > 0 && level <= LOG::level,
+               "a record that nobody wants, or from nowhere: " + text);
         theComputer().log.push_back(std::to_string(level) + " " + text);
         if (theComputer().showsRecords)
             journal::add("[" + text + "]");
     });
+    // What gives back what only exists here.
+    always<"FindClose", "FreeLibrary", "CloseServiceHandle">(TRUE);
+    always<"RegCloseKey", "closesocket", "MprAdminServerDisconnect", "MprConfigServerDisconnect">(0);
     answerForWaiting();
     answerForFiles();
 }
@@ -190,44 +160,35 @@ void Clock::in(DWORD ms, std::function<void()> action) {
         agenda.emplace(elapsed + ms, std::move(action));
 }
 
-// Does the next thing on the agenda that is due by `limit`; false when there is none.
-bool Clock::actNext(unsigned long long limit) {
-    const auto next = agenda.begin();
-    if (next == agenda.end() || next->first > limit)
-        return false;
-    elapsed = std::max(elapsed, next->first);
-    const std::function<void()> action = std::move(next->second);
-    agenda.erase(next);
-    action();
-    return true;
+void Clock::passUntil(unsigned long long end, const std::function<bool()>& isOver) {
+    while (!isOver()) {
+        const auto next = agenda.begin();
+        if (next == agenda.end() || next->first > end)
+            return void(elapsed = end);
+        elapsed = std::max(elapsed, next->first);
+        agenda.extract(next).mapped()();
+    }
 }
 
 void Clock::pass(DWORD ms) {
-    const unsigned long long end = elapsed + (ms != 0 ? ms : yieldTakes);
-    while (actNext(end)) {
-    }
-    elapsed = end;
+    passUntil(elapsed + (ms != 0 ? ms : yieldTakes), [] { return false; });
 }
 
 DWORD Clock::wait(HANDLE object, DWORD ms) {
-    const unsigned long long end = elapsed + ms;
-    DWORD state = WaitForSingleObject(object, 0);
-    while (state == WAIT_TIMEOUT && actNext(end))
-        state = WaitForSingleObject(object, 0);
-    if (state == WAIT_TIMEOUT)
-        elapsed = end;
+    DWORD state = WAIT_TIMEOUT;
+    passUntil(elapsed + ms, [&] { return (state = WaitForSingleObject(object, 0)) != WAIT_TIMEOUT; });
     return state;
 }
 
 Computer::Computer() {
     present = this;
-    for (const char* fact : usualFacts)
+    for (const std::string& fact : pieces(usualFacts, ';'))
         apply(fact);
+    apply(fmt::format("entry {} stranger #0 = somebody's", publicPhoneBook));
     faults::plan({});
     journal::take();
     takeComplaints();
-    LOG::level = 3;
-    privates::isWin6Plus = privates::onlyClient = false;
+    privates::onlyClient = false;
     privates::publicPhoneBook = publicPhoneBook;
     privates::callbackIdIndex = 0;
     privates::pptpsrvDialDownCallback = [](const std::string& id) {
@@ -249,29 +210,30 @@ Computer& theComputer() {
     return *present;
 }
 
+Facts& facts() {
+    return theComputer().facts;
+}
+
 void Computer::apply(const std::string& item) {
     const std::size_t equals = std::min(item.find(" ="), item.size());
-    std::string name = item.substr(0, equals);
-    std::string value = item.substr(std::min(equals + 3, item.size()));
-    for (std::string* text : {&name, &value})
-        replaceAll(*text, "{all}", publicPhoneBook);
+    const std::string name = item.substr(0, equals);
+    const std::string value = item.substr(std::min(equals + 3, item.size()));
     if (name.starts_with("no ")) {
         facts.erase(name.substr(3));
-    } else if (name.starts_with("up ")) {
-        const std::vector<std::string> place = words(value);
+    } else if (name.starts_with("up ")) { // PHONEBOOK [ADDRESS] [lingers N]
+        const std::vector<std::string> said = words(value);
         lastConnection = reinterpret_cast<HRASCONN>(reinterpret_cast<ULONG_PTR>(lastConnection) + 1);
-        const bool hasAddress = place.size() % 2 == 0; // "PHONEBOOK [ADDRESS] [lingers N]"
-        connections.push_back(
-            {name.substr(3), place.at(0), hasAddress ? place[1] : "10.7.0.2", lastConnection});
-        if (place.size() > 2)
-            connections.back().dial.lingers = std::stoul(place.back());
+        connections.push_back({.entryName = name.substr(3),
+                               .phoneBook = said.at(0),
+                               .address = said.size() % 2 == 0 ? said[1] : "10.7.0.2",
+                               .handle = lastConnection,
+                               .course = value});
     } else {
         facts.set(name, value);
     }
     if (facts.has("all users unknown"))
         privates::publicPhoneBook.clear();
-    clock.tick = facts.number("tick");
-    LOG::level = facts.has("level") ? static_cast<long>(facts.number("level")) : 3;
+    LOG::level = static_cast<long>(facts.number("level"));
     privates::isWin6Plus = facts.number("windows") >= 6;
 }
 
@@ -290,8 +252,7 @@ Connection* Computer::find(HRASCONN handle) {
 
 void Computer::traced(int level, const char* file, long line, const std::string& text) {
     const std::scoped_lock locked(worldLock());
-    if (std::string(file) != ".\\Varnel" || line <= 0)
-        complain("a trace from nowhere: " + text);
+    expect(std::string(file) == ".\\Varnel" && line > 0, "a trace from nowhere: " + text);
     traces.push_back(std::to_string(level) + " " + text.substr(0, text.find('\n')));
     std::vector<std::string>& operations = entered[GetCurrentThreadId()];
     if (text.starts_with("==>>"))
@@ -303,13 +264,10 @@ void Computer::traced(int level, const char* file, long line, const std::string&
 }
 
 void Computer::settle() {
-    if (!privates::items.empty())
-        complain("a dial attempt is still registered");
+    expect(privates::items.empty(), "a dial attempt is still registered");
     DIALUP_CALLBACK().clearItems();
-    for (auto& [thread, operations] : entered)
-        for (const std::string& operation : std::exchange(operations, {}))
-            complain("never left: " + operation);
-    if (std::exchange(isMutexOwned, false))
-        complain("the phonebooks' lock is kept");
+    for (const auto& [thread, operations] : std::exchange(entered, {}))
+        expect(operations.empty(), "never left: " + joined(operations, ", "));
+    expect(!std::exchange(isMutexOwned, false), "the phonebooks' lock is kept");
     ledger::settle();
 }

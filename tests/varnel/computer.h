@@ -3,65 +3,35 @@
 #pragma once
 
 #include "facts.h"
-
-#include <winsock2.h>
-#include <windows.h>
+#include "imports.h"
 
 #include <deque>
-#include <functional>
 #include <map>
-#include <mutex>
-
-#include <ras.h>
-
-#include <set>
-#include <string>
-#include <vector>
 
 // Time that passes when the library sleeps or waits, and what is to happen in it.
 class Clock {
   public:
-    static constexpr DWORD pollTakes = 1; // ms that a wait of none takes
-    DWORD tick = 0;                       // what GetTickCount gives
-    DWORD yieldTakes = pollTakes;
+    DWORD yieldTakes = 1; // ms that a sleep of none takes
+    unsigned long long elapsed = 0;
 
     void in(DWORD ms, std::function<void()> action);
     void pass(DWORD ms);
     // Until the object is signalled, as WaitForSingleObject.
     DWORD wait(HANDLE object, DWORD ms);
-    unsigned long long elapsed = 0;
 
   private:
-    bool actNext(unsigned long long limit);
+    void passUntil(unsigned long long end, const std::function<bool()>& isOver);
 
     std::multimap<unsigned long long, std::function<void()>> agenda;
-};
-
-// How one dial goes, as the course of a play has it in words.
-struct Dial {
-    explicit Dial(const std::string& course);
-
-    DWORD code = 0;        // of RasDialA itself
-    DWORD error = 0;       // that ends the dial
-    DWORD extended = 0;    // its extended error
-    DWORD after = 300;     // ms until the dial ends
-    DWORD statusCode = 0;  // of later status queries
-    DWORD statusError = 0; // that those queries report
-    DWORD lingers = 0;     // status queries that still find it after its hang-up
-    // "silent", "disconnects", "handleless", and "handle" for one that comes although the dial is refused
-    std::set<std::string> flags;
-
-    bool is(const char* flag) const { return flags.contains(flag); }
-    bool givesHandle() const { return code == 0 ? !is("handleless") : is("handle"); }
 };
 
 struct Connection {
     std::string entryName, phoneBook, address;
     HRASCONN handle;
+    std::string course;   // of its dial
     bool listed = true;   // among the active connections
     bool dialled = false; // and its handle given to the library
     bool hungUp = false;
-    Dial dial{""};
 };
 
 class Computer {
@@ -74,11 +44,14 @@ class Computer {
     Facts facts;
     Clock clock;
     std::deque<Connection> connections; // in the order in which they are listed
-    std::deque<Dial> dials;             // for the coming dials; one that connects when there is none
+    std::deque<std::string> dials;      // the courses of the coming dials; one connects when there is none
     std::vector<std::string> log;       // "2 RasDial fail, error 633"
     std::vector<std::string> traces;    // "3 ==>>VARNEL::dialUp(...)"
     std::vector<std::string> told;      // the ids of which the host was told
     const volatile char* passwordPlace = nullptr; // of the last dial, on its stack
+    bool isMutexOwned = false;
+    bool showsRecords = false; // among the calls
+    HRASCONN lastConnection = nullptr;
 
     // An item of a text: "service TapiSrv = disabled", "no service RasMan", "up visitor #1 = {all} 10.7.0.2".
     void apply(const std::string& item);
@@ -95,14 +68,15 @@ class Computer {
         return reinterpret_cast<HANDLE_TYPE>(lastHandle);
     }
     template<class HANDLE_TYPE>
+    HANDLE_TYPE lendIf(bool isThere, const std::string& thing, DWORD error) {
+        SetLastError(error);
+        return isThere ? lend<HANDLE_TYPE>(thing) : nullptr;
+    }
+    template<class HANDLE_TYPE>
     std::string thing(HANDLE_TYPE handle) const {
         const auto found = things.find((ULONG_PTR)handle);
         return found != things.end() ? found->second : std::string();
     }
-
-    bool isMutexOwned = false;
-    bool showsRecords = false; // among the calls
-    HRASCONN lastConnection = nullptr;
 
   private:
     std::map<ULONG_PTR, std::string> things;
@@ -112,6 +86,7 @@ class Computer {
 
 // The one in which the present play takes place.
 Computer& theComputer();
+Facts& facts();
 
 // Each gives the imports of its subject their answers.
 void answerForSystem();

@@ -1,7 +1,11 @@
 #include "facts.h"
 
+#include <boost/algorithm/string/trim.hpp>
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cstring>
+#include <ranges>
 
 namespace {
 
@@ -9,32 +13,21 @@ bool equal(std::string_view one, std::string_view other) {
     return one.size() == other.size() && _strnicmp(one.data(), other.data(), one.size()) == 0;
 }
 
-std::string_view trimmed(std::string_view text) {
-    const std::size_t first = text.find_first_not_of(' ');
-    return first == std::string_view::npos ? std::string_view()
-                                           : text.substr(first, text.find_last_not_of(' ') + 1 - first);
-}
-
 } // namespace
 
-const Facts::Fact* Facts::find(std::string_view name) const {
+std::string* Facts::find(std::string_view name) {
     const auto found =
         std::ranges::find_if(facts, [name](const Fact& fact) { return equal(fact.first, name); });
-    return found == facts.end() ? nullptr : &*found;
+    return found == facts.end() ? nullptr : &found->second;
 }
 
-std::string Facts::get(std::string_view name) const {
-    const Fact* const fact = find(name);
-    return fact != nullptr ? fact->second : std::string();
-}
-
-unsigned long Facts::number(std::string_view name) const {
+unsigned long Facts::number(std::string_view name) {
     return std::strtoul(get(name).c_str(), nullptr, 0);
 }
 
 void Facts::set(std::string_view name, std::string_view value) {
-    if (const Fact* const fact = find(name))
-        facts[static_cast<std::size_t>(fact - facts.data())].second = value;
+    if (std::string* const known = find(name))
+        *known = value;
     else
         facts.emplace_back(name, value);
 }
@@ -46,12 +39,12 @@ bool Facts::erase(std::string_view name) {
 std::vector<std::string> Facts::endings(std::string_view start) const {
     std::vector<std::string> found;
     for (const auto& [name, value] : facts)
-        if (name.size() > start.size() && equal(std::string_view(name).substr(0, start.size()), start))
+        if (name.size() > start.size() && equal(name.substr(0, start.size()), start))
             found.push_back(name.substr(start.size()));
     return found;
 }
 
-std::vector<std::string> differences(const Facts& before, const Facts& after) {
+std::vector<std::string> differences(Facts before, Facts after) {
     std::vector<std::string> lines;
     for (const auto& [name, value] : before.all())
         if (!after.has(name))
@@ -64,31 +57,41 @@ std::vector<std::string> differences(const Facts& before, const Facts& after) {
 
 std::vector<std::string> words(std::string_view text) {
     std::vector<std::string> all;
-    for (text = trimmed(text); !text.empty(); text = trimmed(text)) {
-        const bool quoted = text.front() == '"';
-        const std::size_t end = std::min(text.find(quoted ? '"' : ' ', quoted ? 1 : 0), text.size());
-        all.emplace_back(text.substr(quoted ? 1 : 0, end - (quoted ? 1 : 0)));
-        text.remove_prefix(std::min(end + 1, text.size()));
+    for (std::size_t from = 0; (from = text.find_first_not_of(' ', from)) < text.size(); ++from) {
+        const char end = text[from] == '"' ? text[from++] : ' ';
+        all.emplace_back(text.substr(from, text.find(end, from) - from));
+        from += all.back().size();
     }
     return all;
+}
+
+bool says(std::string_view text, std::string_view word) {
+    return std::ranges::count(words(text), word) != 0;
+}
+
+unsigned long numberAfter(std::string_view text, std::string_view word, unsigned long otherwise) {
+    const std::vector<std::string> said = words(text);
+    const auto found = std::ranges::find(said, word);
+    return found == said.end() ? otherwise : std::stoul(*(found + 1));
+}
+
+bool countDown(std::string& text, std::string_view word) {
+    const unsigned long number = numberAfter(text, word);
+    if (number != 0)
+        replaceAll(text, fmt::format("{} {}", word, number), fmt::format("{} {}", word, number - 1));
+    return number != 0;
 }
 
 std::vector<std::string> pieces(std::string_view text, char separator) {
     std::vector<std::string> all;
-    while (!text.empty()) {
-        const std::size_t end = std::min(text.find(separator), text.size());
-        if (const std::string_view piece = trimmed(text.substr(0, end)); !piece.empty())
-            all.emplace_back(piece);
-        text.remove_prefix(std::min(end + 1, text.size()));
-    }
+    for (const auto part : std::views::split(text, separator))
+        if (const std::string piece = boost::trim_copy(std::string(part.begin(), part.end())); !piece.empty())
+            all.push_back(piece);
     return all;
 }
 
 std::string joined(const std::vector<std::string>& parts, std::string_view separator) {
-    std::string text;
-    for (const std::string& part : parts)
-        text += (text.empty() ? "" : std::string(separator)) + part;
-    return text;
+    return fmt::format("{}", fmt::join(parts, separator));
 }
 
 void replaceAll(std::string& text, std::string_view what, std::string_view with) {

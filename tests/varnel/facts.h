@@ -12,26 +12,31 @@ class Facts {
     using Fact = std::pair<std::string, std::string>;
 
     const std::vector<Fact>& all() const { return facts; }
-    bool has(std::string_view name) const { return find(name) != nullptr; }
+    // The value of a fact; null when there is none.
+    std::string* find(std::string_view name);
+    bool has(std::string_view name) { return find(name) != nullptr; }
     // The value of a fact; empty when there is none.
-    std::string get(std::string_view name) const;
-    unsigned long number(std::string_view name) const;
+    std::string get(std::string_view name) { return has(name) ? *find(name) : std::string(); }
+    unsigned long number(std::string_view name);
     void set(std::string_view name, std::string_view value);
     bool erase(std::string_view name); // whether it was there
     // The rest of the names that begin with `start`.
     std::vector<std::string> endings(std::string_view start) const;
 
   private:
-    const Fact* find(std::string_view name) const;
-
     std::vector<Fact> facts;
 };
 
 // What is other in `after`: "name = value", or "no name", one by one.
-std::vector<std::string> differences(const Facts& before, const Facts& after);
+std::vector<std::string> differences(Facts before, Facts after);
 
 // The words of a text, which may stand in quotes when they hold blanks.
 std::vector<std::string> words(std::string_view text);
+bool says(std::string_view text, std::string_view word);
+// The number behind a word of a text.
+unsigned long numberAfter(std::string_view text, std::string_view word, unsigned long otherwise = 0);
+// Counts that number down; whether it was above 0.
+bool countDown(std::string& text, std::string_view word);
 // The pieces of a text between separators, without the blanks around them.
 std::vector<std::string> pieces(std::string_view text, char separator);
 std::string joined(const std::vector<std::string>& parts, std::string_view separator);

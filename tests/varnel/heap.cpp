@@ -2,7 +2,6 @@
 // and is no memory any more once freed, so that an overrun or a late use is a crash, which the watchdog
 // tells. A block holds junk unless zeros were asked for.
 #include "computer.h"
-#include "imports.h"
 
 #include <cstring>
 
@@ -13,13 +12,12 @@ constexpr unsigned char junk = 0xA5;
 
 std::map<void*, void*> pages; // by block, their first; of those that are freed too
 
-void* allocate(DWORD flags, SIZE_T bytes) {
+void* allocate(HANDLE, DWORD flags, SIZE_T bytes) {
     const SIZE_T room = (bytes + pageSize - 1) / pageSize * pageSize;
-    auto* const first =
-        static_cast<char*>(VirtualAlloc(nullptr, room + pageSize, MEM_RESERVE, PAGE_NOACCESS));
-    if (first == nullptr || VirtualAlloc(first, room, MEM_COMMIT, PAGE_READWRITE) == nullptr)
+    void* const first = VirtualAlloc(nullptr, room + pageSize, MEM_RESERVE, PAGE_NOACCESS);
+    if (VirtualAlloc(first, room, MEM_COMMIT, PAGE_READWRITE) == nullptr)
         return nullptr;
-    char* const block = first + (room - bytes) / sizeof(DWORD) * sizeof(DWORD);
+    char* const block = static_cast<char*>(first) + (room - bytes) / sizeof(DWORD) * sizeof(DWORD);
     std::memset(first, (flags & HEAP_ZERO_MEMORY) != 0 ? 0 : junk, room);
     return pages[block] = first, block;
 }
@@ -27,7 +25,7 @@ void* allocate(DWORD flags, SIZE_T bytes) {
 } // namespace
 
 void answerForHeap() {
-    on<"HeapAlloc">([](HANDLE, DWORD flags, SIZE_T bytes) { return allocate(flags, bytes); });
+    on<"HeapAlloc">(&allocate);
     on<"HeapFree">([](HANDLE, DWORD, LPVOID block) { return VirtualFree(pages[block], 0, MEM_DECOMMIT); });
 }
 

@@ -3,7 +3,6 @@
 #include "computer.h"
 #include "tests/kit/import_table.h"
 
-#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 #include <map>
@@ -39,28 +38,14 @@ void printTrace(int level, const char* file, long line, const char* format, ...)
     SetLastError(lastError);
 }
 
-template<Name NAME>
-Import describe(std::string_view module, Seen seen, std::string_view lends, std::string_view codes) {
-    using C = Call<NAME>;
-    return {NAME.view(),
-            module,
-            seen,
-            lends,
-            codes,
-            C::failing == Failing::byThrowing,
-            reinterpret_cast<void*>(&C::thunk),
-            [](void* real) { C::real = reinterpret_cast<decltype(C::real)>(real); }};
-}
-
-// What is imported and left alone: the last errors themselves, data, and what the run-time's own code calls.
-constexpr std::string_view leftAlone[] = {
-    "GetLastError",          "SetLastError",         "WSAGetLastError",
-    "_ZN3LOG5levelE",        "WSAStartup",           "WSACleanup",
-    "DeleteCriticalSection", "EnterCriticalSection", "FormatMessageA",
-    "FormatMessageW",        "GetCurrentThreadId",   "InitializeCriticalSection",
-    "IsDBCSLeadByteEx",      "LeaveCriticalSection", "LocalFree",
-    "MultiByteToWideChar",   "TlsGetValue",          "VirtualProtect",
-    "VirtualQuery",          "WideCharToMultiByte"};
+// What is imported and left alone: the last errors themselves, data, what only counts or converts, and what
+// the run-time's own code calls.
+constexpr char leftAlone[] =
+    "GetLastError SetLastError WSAGetLastError _ZN3LOG5levelE WSAStartup WSACleanup GetProcessHeap "
+    "htonl htons ntohl inet_addr SysStringLen Convert2LowCase Convert2LowCaseW "
+    "DeleteCriticalSection EnterCriticalSection FormatMessageA FormatMessageW GetCurrentThreadId "
+    "InitializeCriticalSection IsDBCSLeadByteEx LeaveCriticalSection LocalFree MultiByteToWideChar "
+    "TlsGetValue VirtualProtect VirtualQuery WideCharToMultiByte";
 
 bool isRunTime(const std::string& module) {
     return _stricmp(module.c_str(), "msvcrt.dll") == 0 || module.starts_with("lib");
@@ -68,21 +53,15 @@ bool isRunTime(const std::string& module) {
 
 } // namespace
 
-#define VARNEL_ROW(function, module, how, visibility, lends, codes)                                          \
-    Import Declared<#function>::row = describe<#function>(module, Seen::visibility, lends, codes);
-VARNEL_IMPORTS(VARNEL_ROW)
-#undef VARNEL_ROW
-
 std::vector<Import*>& allImports() {
-#define VARNEL_ROW_ADDRESS(function, ...) &Declared<#function>::row,
-    static std::vector<Import*> all = {VARNEL_IMPORTS(VARNEL_ROW_ADDRESS)};
-#undef VARNEL_ROW_ADDRESS
+#define VARNEL_ROW(function, ...) &Call<#function>::row,
+    static std::vector<Import*> all = {VARNEL_IMPORTS(VARNEL_ROW)};
+#undef VARNEL_ROW
     return all;
 }
 
 Import& importOf(std::string_view name) {
-    const auto found =
-        std::ranges::find(allImports(), name, [](const Import* import) { return import->name; });
+    const auto found = std::ranges::find(allImports(), name, &Import::name);
     if (found == allImports().end())
         throw std::invalid_argument("no import is called " + std::string(name));
     return **found;
@@ -98,8 +77,12 @@ void complain(const std::string& text) {
     complaints.push_back(text);
 }
 
+void expect(bool holds, const std::string& complaint) {
+    if (!holds)
+        complain(complaint);
+}
+
 std::vector<std::string> takeComplaints() {
-    const std::scoped_lock locked(worldLock());
     return std::exchange(complaints, {});
 }
 
@@ -110,71 +93,59 @@ void faults::plan(std::vector<Fault> faults) {
 }
 
 std::optional<DWORD> faults::strikes(Import& import) {
-    const long call = ++import.calls;
-    std::optional<DWORD> code;
+    ++import.calls;
     for (const Fault& fault : planned)
-        if (fault.import == &import && (call == fault.nth || (fault.lasting && call > fault.nth)))
-            code = fault.code;
-    import.failures += code ? 1 : 0;
-    return code;
+        if (fault.import == &import &&
+            (import.calls == fault.nth || (fault.lasting && import.calls > fault.nth)))
+            return ++import.failures, fault.code;
+    return std::nullopt;
+}
+
+void ledger::called(const Import& import, const void* first, const void* last) {
+    if (import.lends.starts_with('-'))
+        return released(import.lends.substr(1), last);
+    if (import.lends.empty() || import.lends.starts_with('+'))
+        return;
+    const auto loan = loans.find(first);
+    expect(loan == loans.end() || loan->second.out, std::string(import.lends) + " used after its return");
 }
 
 void ledger::acquired(std::string_view kind, const void* resource) {
-    const std::scoped_lock locked(worldLock());
     if (resource == nullptr)
         return;
     Loan& loan = loans[resource];
-    if (loan.out)
-        complain(std::string(kind) + " lent again before its return");
+    expect(!loan.out, std::string(kind) + " lent again before its return");
     loan = {true, std::string(kind)};
 }
 
-void ledger::used(std::string_view kind, const void* resource) {
-    const std::scoped_lock locked(worldLock());
-    const auto loan = loans.find(resource);
-    if (loan != loans.end() && !loan->second.out)
-        complain(std::string(kind) + " used after its return");
-}
-
 void ledger::released(std::string_view kind, const void* resource) {
-    const std::scoped_lock locked(worldLock());
-    const auto loan = loans.find(resource);
-    if (loan == loans.end() || loan->second.kind != kind || !std::exchange(loan->second.out, false))
-        complain(std::string(kind) + " returned that was not lent");
+    Loan& loan = loans[resource];
+    expect(loan.kind == kind && std::exchange(loan.out, false),
+           std::string(kind) + " returned that was not lent");
 }
 
 void ledger::settle() {
-    const std::scoped_lock locked(worldLock());
-    for (const auto& [resource, loan] : loans)
-        if (loan.out)
-            complain(loan.kind + " never returned");
-    loans.clear();
+    for (const auto& [resource, loan] : std::exchange(loans, {}))
+        expect(!loan.out, loan.kind + " never returned");
 }
 
 void journal::add(const std::string& call) {
-    const std::scoped_lock locked(worldLock());
     calls.push_back(call);
 }
 
 std::vector<std::string> journal::take() {
-    const std::scoped_lock locked(worldLock());
     return std::exchange(calls, {});
 }
 
-std::string text::of(const char* argument) {
-    return argument == nullptr ? "-" : *argument == '\0' ? "\"\"" : argument;
-}
-
-std::string text::of(const std::string& argument) {
-    return of(argument.c_str());
-}
-
-std::string text::of(HRASCONN argument) {
-    return std::to_string(reinterpret_cast<ULONG_PTR>(argument));
-}
-
-std::string text::of(RASDIALPARAMSA* argument) {
-    return std::string(argument->szEntryName) + " " + argument->szUserName + "/" + argument->szPassword;
+std::string text::line(std::string_view name, const std::vector<std::string>& arguments) {
+    std::string line(name == "WaitForSingleObject" ? "Wait" : name);
+    if (line.starts_with("Ras"))
+        line.erase(0, 3);
+    if (line.ends_with("A"))
+        line.pop_back();
+    for (const std::string& argument : arguments)
+        line += (argument.empty() ? "" : " ") + argument;
+    return line;
 }
 
 std::vector<std::string> redirectImports() {
@@ -182,18 +153,15 @@ std::vector<std::string> redirectImports() {
     std::vector<std::string> odd;
     for (const Import* import : allImports()) {
         const auto symbol = symbols.find(import->name);
-        if (import->module.empty())
-            continue;
-        if (void* const real =
-                table.replace(symbol != symbols.end() ? symbol->second : import->name, import->thunk))
-            import->setReal(real);
-        else
-            odd.push_back("not imported: " + std::string(import->name));
+        const std::string_view name = symbol != symbols.end() ? symbol->second : import->name;
+        if (void* const real = table.replace(name, import->thunk))
+            import->answerWith(real);
+        else if (!import->module.empty())
+            odd.push_back("not imported: " + std::string(name));
     }
     table.replace(tracePrint, reinterpret_cast<void*>(&printTrace));
     for (const ImportTable::Entry& entry : table.entries())
-        if (!table.isReplaced(entry) && !isRunTime(entry.module) &&
-            (entry.name.empty() || std::ranges::count(leftAlone, entry.name) == 0))
+        if (!table.isReplaced(entry) && !isRunTime(entry.module) && !says(leftAlone, entry.name))
             odd.push_back("not redirected: " + entry.module + " " + entry.name);
     return odd;
 }

@@ -53,7 +53,6 @@ ULONG Release(IUnknown* object);
     X(GetTickCount, "KERNEL32.dll", never, hidden, "", "")                                                   \
     X(OpenMutexA, "KERNEL32.dll", byZero, detail, "+handle", "2 5")                                          \
     X(ReleaseMutex, "KERNEL32.dll", never, detail, "handle", "")                                             \
-    X(GetProcessHeap, "KERNEL32.dll", never, hidden, "", "")                                                 \
     X(HeapAlloc, "KERNEL32.dll", byZero, hidden, "+block", "8")                                              \
     X(HeapFree, "KERNEL32.dll", never, hidden, "-block", "")                                                 \
     X(GetModuleHandleExA, "KERNEL32.dll", byZero, hidden, "", "~8")                                          \
@@ -90,18 +89,11 @@ ULONG Release(IUnknown* object);
     X(setsockopt, "WS2_32.dll", byMinusOne, shown, "socket", "=10038")                                       \
     X(bind, "WS2_32.dll", byMinusOne, shown, "socket", "=10048 =10013")                                      \
     X(closesocket, "WS2_32.dll", byMinusOne, shown, "-socket", "10038")                                      \
-    X(htonl, "WS2_32.dll", never, hidden, "", "")                                                            \
-    X(htons, "WS2_32.dll", never, hidden, "", "")                                                            \
-    X(ntohl, "WS2_32.dll", never, hidden, "", "")                                                            \
-    X(inet_addr, "WS2_32.dll", never, hidden, "", "")                                                        \
     X(CoInitialize, "ole32.dll", byHresult, detail, "", "=2147942414 =2147549446")                           \
     X(CoUninitialize, "ole32.dll", never, detail, "", "")                                                    \
     X(CoCreateInstance, "ole32.dll", byHresult, hidden, "+object", "!2147942414 !2147746132 !2147942405")    \
     X(SysFreeString, "OLEAUT32.dll", never, hidden, "-text", "")                                             \
-    X(SysStringLen, "OLEAUT32.dll", never, hidden, "text", "")                                               \
     X(CheckIdFormat, "Helper.dll", byThrowing, hidden, "", "~8")                                             \
-    X(Convert2LowCase, "Helper.dll", never, hidden, "", "")                                                  \
-    X(Convert2LowCaseW, "Helper.dll", never, hidden, "", "")                                                 \
     X(GetFileVersion, "Helper.dll", byThrowing, detail, "", "~8")                                            \
     X(GetIs64Os, "Helper.dll", never, hidden, "", "")                                                        \
     X(GetPrivateConfigPathName, "Helper.dll", byThrowing, hidden, "", "~8")                                  \

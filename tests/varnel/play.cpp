@@ -192,7 +192,7 @@ Outcome Run::perform(const Step& step, std::vector<Fault> failures) {
 void playAsWritten(std::vector<SituationFile>& files) {
     const bool accepts = asked("VARNEL_ACCEPT") != 0;
     report::eachSituation(files, [=](Situation& situation) {
-        Run run(situation, Clock::pollTakes);
+        Run run(situation, 1);
         for (Step& step : situation.steps) {
             report::begin(fmt::format("{}: {}, {}", situation.name, step.operation, step.course));
             Outcome came = run.perform(step);

@@ -8,6 +8,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <atomic>
 #include <span>
 
 // What came of one step.

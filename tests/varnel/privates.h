@@ -11,44 +11,31 @@ struct Access {
     friend typename TAG::Type memberOf(TAG) { return MEMBER; }
 };
 
-#define PRIVATE_MEMBER(alias, type, ...)                                                                     \
-    struct alias##Tag {                                                                                      \
-        using Type = type*;                                                                                  \
-        friend Type memberOf(alias##Tag);                                                                    \
+#define PRIVATE_MEMBER(owner, name, ...)                                                                     \
+    struct name##Tag {                                                                                       \
+        using Type = std::type_identity_t<__VA_ARGS__>*;                                                     \
+        friend Type memberOf(name##Tag);                                                                     \
     };                                                                                                       \
-    template struct Access<alias##Tag, &__VA_ARGS__>;                                                        \
-    inline type& alias = *memberOf(alias##Tag{});
+    template struct Access<name##Tag, &owner::name>;                                                         \
+    inline auto& name = *memberOf(name##Tag{});
 
-using HostsFunction = void (*)(const std::string&);
-using Attempts = std::map<unsigned int, boost::shared_ptr<DIALUP_CALLBACK::ITEM>>;
-
-#define PRIVATE_OPERATION(name, result, ...)                                                                 \
-    using name##Type = result(__VA_ARGS__);                                                                  \
-    PRIVATE_MEMBER(name, name##Type, VARNEL::name)
-
-PRIVATE_MEMBER(items, Attempts, DIALUP_CALLBACK::items)
-PRIVATE_MEMBER(itemsLock, boost::recursive_mutex, DIALUP_CALLBACK::itemsLock)
-PRIVATE_MEMBER(callbackIdIndex, volatile long, VARNEL::callbackIdIndex)
-PRIVATE_MEMBER(isWin6Plus, bool, VARNEL::isWin6Plus)
-PRIVATE_MEMBER(onlyClient, bool, VARNEL::onlyClient)
-PRIVATE_MEMBER(publicPhoneBook, std::string, VARNEL::publicPhoneBook)
-PRIVATE_MEMBER(pptpsrvDialDownCallback, HostsFunction, VARNEL::pptpsrvDialDownCallback)
-PRIVATE_MEMBER(s1723, SOCKET, VARNEL::s1723)
+PRIVATE_MEMBER(DIALUP_CALLBACK, items, std::map<unsigned int, boost::shared_ptr<DIALUP_CALLBACK::ITEM>>)
+PRIVATE_MEMBER(VARNEL, callbackIdIndex, volatile long)
+PRIVATE_MEMBER(VARNEL, isWin6Plus, bool)
+PRIVATE_MEMBER(VARNEL, onlyClient, bool)
+PRIVATE_MEMBER(VARNEL, publicPhoneBook, std::string)
+PRIVATE_MEMBER(VARNEL, pptpsrvDialDownCallback, void (*)(const std::string&))
 
 // Those that no public operation leads to, or that a public one does not show.
-PRIVATE_OPERATION(getCallbackIdIndex, long)
-PRIVATE_OPERATION(rasDialFunc2, DWORD, DWORD, DWORD, HRASCONN, unsigned int, RASCONNSTATE, DWORD, DWORD)
-PRIVATE_OPERATION(getStateString, std::string, RASCONNSTATE)
-PRIVATE_OPERATION(dialUp2, DWORD, const std::string&, const std::string&, bool, bool, DWORD)
-PRIVATE_OPERATION(matchId, bool, const std::string&, const std::string&)
-PRIVATE_OPERATION(getEntryNameWithSuffix, std::string, const std::string&, bool)
-PRIVATE_OPERATION(dialDownSameIp, bool, DWORD)
-PRIVATE_OPERATION(getAllActiveEntry, std::list<std::string>)
-PRIVATE_OPERATION(getEntryStatus, bool, const std::string&)
-PRIVATE_OPERATION(uninstallDriverAndDeleteKestrin, void)
-PRIVATE_OPERATION(uninstallDriverAndDeleteSOmbrel, void)
-PRIVATE_OPERATION(setKestrinChgPort, bool, bool)
-PRIVATE_OPERATION(setLocation, bool, const std::string&)
-PRIVATE_OPERATION(chgWanEndPoints, bool)
+PRIVATE_MEMBER(VARNEL, getStateString, std::string(RASCONNSTATE))
+PRIVATE_MEMBER(VARNEL, dialUp2, DWORD(const std::string&, const std::string&, bool, bool, DWORD))
+PRIVATE_MEMBER(VARNEL, dialDownSameIp, bool(DWORD))
+PRIVATE_MEMBER(VARNEL, getAllActiveEntry, std::list<std::string>())
+PRIVATE_MEMBER(VARNEL, getEntryStatus, bool(const std::string&))
+PRIVATE_MEMBER(VARNEL, uninstallDriverAndDeleteKestrin, void())
+PRIVATE_MEMBER(VARNEL, uninstallDriverAndDeleteSOmbrel, void())
+PRIVATE_MEMBER(VARNEL, setKestrinChgPort, bool(bool))
+PRIVATE_MEMBER(VARNEL, setLocation, bool(const std::string&))
+PRIVATE_MEMBER(VARNEL, chgWanEndPoints, bool())
 
 } // namespace privates

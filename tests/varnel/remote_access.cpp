@@ -1,11 +1,8 @@
 // The remote-access service: phonebooks, entries, connections, and dials that go as the play's course says.
 #include "computer.h"
-#include "imports.h"
 #include "privates.h"
 
-#include <algorithm>
-#include <cstdio>
-#include <cstring>
+#include <ranges>
 
 #include <raserror.h>
 
@@ -14,255 +11,212 @@ namespace {
 constexpr DWORD connSize = 696, entryNameSize = 532, entrySize = 2088, dialParamsSize = 1064,
                 statusSize = 288, pppIpSize = 48;
 
-std::string place(LPCSTR phoneBook) {
-    return phoneBook != nullptr ? phoneBook : "-"; // the user's own, in facts
+void expectSize(DWORD size, DWORD expected) {
+    expect(size == expected, fmt::format("a record of {} bytes instead of {}", size, expected));
+}
+
+std::string bookNamed(LPCSTR phoneBook) {
+    return phoneBook != nullptr ? phoneBook : "-"; // the user's own
 }
 
 std::string factOf(LPCSTR phoneBook, const std::string& name) {
-    return "entry " + place(phoneBook) + " " + name;
+    return "entry " + bookNamed(phoneBook) + " " + name;
 }
 
-// Facts keep an entry as "USER at ADDRESS OPTIONS/ENCRYPTION/STRATEGY", or with every number in the record
-// that is not 0, by its place.
-std::string properties(const RASENTRYA& entry) {
-    char text[64];
-    std::snprintf(text, sizeof text, "%s %lX/%lu/%lu", entry.szLocalPhoneNumber, entry.dwfOptions,
-                  entry.dwEncryptionType, entry.dwVpnStrategy);
-    if (!theComputer().facts.has("whole records"))
-        return text;
-    std::string all = entry.szLocalPhoneNumber;
-    const auto* const numbers = reinterpret_cast<const DWORD*>(&entry);
-    for (DWORD i = 0; i < entrySize / sizeof(DWORD); ++i) {
-        std::snprintf(text, sizeof text, " %lu:%lX", i * DWORD{sizeof(DWORD)}, numbers[i]);
-        all += numbers[i] != 0 ? text : "";
-    }
-    return all;
-}
-
-void notify(HRASCONN handle, long state, DWORD error, DWORD extended, DWORD callbackId, LPVOID notifier) {
-    {
-        const std::scoped_lock locked(worldLock());
-        Connection* const connection = theComputer().find(handle);
-        if (connection == nullptr || connection->hungUp)
-            return;
-        connection->listed = state == RASCS_Connected && error == 0;
-    }
+// Tells the library of a connection's state, as long as there is one.
+void notify(HRASCONN handle, RASCONNSTATE state, DWORD error, DWORD extended, DWORD id, LPVOID notifier) {
+    Connection& connection = *theComputer().find(handle);
+    if (connection.hungUp)
+        return;
+    connection.listed = state == RASCS_Connected && error == 0;
+    const DWORD goesOn =
+        error == 0 && state != RASCS_Connected && state != RASCS_Disconnected && privates::items.contains(id);
+    const auto function = reinterpret_cast<RASDIALFUNC2>(notifier);
     try {
-        const bool goesOn = error == 0 && state != RASCS_Connected && state != RASCS_Disconnected &&
-                            privates::items.contains(callbackId);
-        if (reinterpret_cast<RASDIALFUNC2>(notifier)(callbackId, 1, handle, WM_RASDIALEVENT,
-                                                     static_cast<RASCONNSTATE>(state), error,
-                                                     extended) != (goesOn ? 1U : 0U))
-            complain("the notifier gives the wrong answer to state " + std::to_string(state));
+        expect(function(id, 1, handle, WM_RASDIALEVENT, state, error, extended) == goesOn,
+               fmt::format("the notifier gives the wrong answer to state {}", +state));
     } catch (...) {
         complain("an exception passed from the notifier into the service");
     }
 }
 
+// A course says "refused CODE" of the dial itself, "handleless" or, when it is refused, "handle"; "silent",
+// or "fails ERROR", "extended ERROR" or "disconnects" of its end, which comes "after MS"; "reports ERROR" or
+// "unreadable CODE" of later status queries, "lingers N" of those that find it after its hang-up.
 DWORD dial(LPRASDIALEXTENSIONS extensions, LPCSTR phoneBook, LPRASDIALPARAMSA params, DWORD type,
            LPVOID notifier, LPHRASCONN conn) {
     Computer& computer = theComputer();
-    Dial course{""};
-    HRASCONN handle = nullptr;
-    {
-        const std::scoped_lock locked(worldLock());
-        computer.passwordPlace = params->szPassword;
-        if (extensions != nullptr || type != 2 || *conn != nullptr || params->dwSize != dialParamsSize)
-            return ERROR_INVALID_SIZE;
-        if (!computer.dials.empty()) {
-            course = computer.dials.front();
-            computer.dials.pop_front();
-        }
-        if (course.code == 0 && !computer.facts.has(factOf(phoneBook, params->szEntryName)))
-            return ERROR_CANNOT_FIND_PHONEBOOK_ENTRY;
-        if (course.code != 0 && !course.givesHandle())
-            return course.code;
-        computer.apply("up " + std::string(params->szEntryName) + " = " + place(phoneBook));
-        Connection& connection = computer.connections.back();
-        handle = connection.handle;
-        connection.listed = false;
-        connection.dialled = course.givesHandle();
-        connection.dial = course;
-    }
-    if (course.givesHandle())
-        *conn = handle;
-    if (course.code != 0)
-        return course.code;
-    const auto at = [&, id = static_cast<DWORD>(params->dwCallbackId)](DWORD ms, long state, DWORD error,
-                                                                       DWORD extended) {
+    computer.passwordPlace = params->szPassword;
+    expectSize(params->dwSize, dialParamsSize);
+    expect(extensions == nullptr && type == 2 && *conn == nullptr, "a dial of another kind");
+    computer.dials.emplace_back("connects");
+    const std::string course = computer.dials.front();
+    computer.dials.pop_front();
+    const DWORD code = numberAfter(course, "refused");
+    const bool givesHandle = code == 0 ? !says(course, "handleless") : says(course, "handle");
+    if (code == 0 && !facts().has(factOf(phoneBook, params->szEntryName)))
+        return ERROR_CANNOT_FIND_PHONEBOOK_ENTRY;
+    if (code != 0 && !givesHandle)
+        return code;
+    computer.apply(fmt::format("up {} = {}", params->szEntryName, bookNamed(phoneBook)));
+    Connection& connection = computer.connections.back();
+    connection.listed = false;
+    connection.dialled = givesHandle;
+    connection.course = course;
+    if (givesHandle)
+        *conn = connection.handle;
+    if (code != 0)
+        return code;
+    const auto tell = [=, &computer, handle = connection.handle,
+                       id = static_cast<DWORD>(params->dwCallbackId)](DWORD ms, RASCONNSTATE state,
+                                                                      DWORD error, DWORD extended) {
         computer.clock.in(ms, [=] { notify(handle, state, error, extended, id, notifier); });
     };
-    at(course.after / 3, RASCS_OpenPort, 0, 0);
-    if (course.is("silent"))
+    const DWORD after = numberAfter(course, "after", 300), error = numberAfter(course, "fails");
+    tell(after / 3, RASCS_OpenPort, 0, 0);
+    if (says(course, "silent"))
         return 0;
-    at(course.after / 2, RASCS_Authenticate, 0, 0);
-    at(course.after,
-       course.is("disconnects") ? RASCS_Disconnected
-       : course.error != 0      ? RASCS_Authenticate
-                                : RASCS_Connected,
-       course.error, course.extended);
+    tell(after / 2, RASCS_Authenticate, 0, 0);
+    const RASCONNSTATE end = error != 0 ? RASCS_Authenticate : RASCS_Connected;
+    tell(after, says(course, "disconnects") ? RASCS_Disconnected : end, error,
+         numberAfter(course, "extended"));
     return 0;
 }
 
-DWORD hangUp(HRASCONN conn) {
-    Connection* const connection = theComputer().find(conn);
-    if (connection == nullptr || connection->hungUp) {
-        if (connection != nullptr && connection->dialled)
-            complain("a dialled connection is hung up twice");
-        return ERROR_INVALID_HANDLE;
-    }
-    connection->hungUp = true;
-    connection->listed = false;
-    return 0;
-}
-
-DWORD status(HRASCONN conn, LPRASCONNSTATUSA record) {
-    Connection* const connection = theComputer().find(conn);
-    if (record->dwSize != statusSize)
-        return ERROR_INVALID_SIZE;
-    if (connection == nullptr || (connection->hungUp && connection->dial.lingers == 0))
-        return ERROR_INVALID_HANDLE;
-    if (connection->hungUp) {
-        --connection->dial.lingers;
+void answerForConnections() {
+    on<"RasDialA">(&dial);
+    on<"RasHangUpA">([](HRASCONN conn) {
+        Connection* const connection = theComputer().find(conn);
+        if (connection == nullptr)
+            return ERROR_INVALID_HANDLE;
+        expect(!connection->hungUp || !connection->dialled, "a dialled connection is hung up twice");
+        connection->listed = false;
+        return std::exchange(connection->hungUp, true) ? ERROR_INVALID_HANDLE : ERROR_SUCCESS;
+    });
+    on<"RasGetConnectStatusA">([](HRASCONN conn, LPRASCONNSTATUSA record) -> DWORD {
+        expectSize(record->dwSize, statusSize);
+        Connection* const connection = theComputer().find(conn);
+        if (connection == nullptr)
+            return ERROR_INVALID_HANDLE;
+        if (connection->hungUp)
+            return countDown(connection->course, "lingers") ? 0 : ERROR_INVALID_HANDLE;
+        record->dwError = answers::number(numberAfter(connection->course, "reports"));
+        return numberAfter(connection->course, "unreadable");
+    });
+    on<"RasGetProjectionInfoA">([](HRASCONN conn, RASPROJECTION kind, LPVOID record, LPDWORD size) -> DWORD {
+        auto* const pppIp = static_cast<RASPPPIPA*>(record);
+        expect(kind == RASP_PppIp && *size == pppIpSize, "another projection is asked for");
+        expectSize(pppIp->dwSize, pppIpSize);
+        const Connection* const connection = theComputer().find(conn);
+        if (connection == nullptr || connection->address == "-" || says(connection->course, "silent"))
+            return ERROR_PROTOCOL_NOT_CONFIGURED;
+        answers::fill(pppIp->szIpAddress, connection->address);
         return 0;
-    }
-    record->dwError = answers::number(connection->dial.statusError);
-    return connection->dial.statusCode;
+    });
+    on<"RasGetErrorStringA">([](UINT error, LPSTR text, DWORD room) {
+        answers::fill(text, room, fmt::format(" text of {}", error));
+        return ERROR_SUCCESS;
+    });
 }
 
-DWORD projection(HRASCONN conn, RASPROJECTION kind, LPVOID record, LPDWORD size) {
-    auto* const pppIp = static_cast<RASPPPIPA*>(record);
-    const Connection* const connection = theComputer().find(conn);
-    if (kind != RASP_PppIp || *size != pppIpSize || pppIp->dwSize != pppIpSize)
-        return ERROR_INVALID_SIZE;
-    if (connection == nullptr || connection->address == "-" || connection->dial.is("silent"))
-        return ERROR_PROTOCOL_NOT_CONFIGURED;
-    answers::fill(pppIp->szIpAddress, connection->address);
-    return 0;
-}
-
-DWORD enumerateConnections(LPRASCONNA first, LPDWORD size, LPDWORD count) {
-    if (first->dwSize != connSize)
-        return ERROR_INVALID_SIZE;
-    const auto& all = theComputer().connections;
-    const auto listed = static_cast<DWORD>(std::ranges::count_if(all, &Connection::listed));
-    *count = answers::number(listed);
-    if (std::exchange(*size, answers::number(listed * connSize)) < listed * connSize)
+// Hands a list over: how long it is, and when there is room, a record of each.
+template<class RECORD>
+DWORD handOver(auto list, DWORD recordSize, RECORD* first, LPDWORD size, LPDWORD count, auto write) {
+    expectSize(first->dwSize, recordSize);
+    const auto there = static_cast<DWORD>(std::ranges::distance(list));
+    *count = answers::number(there);
+    if (std::exchange(*size, there * recordSize) < there * recordSize)
         return ERROR_BUFFER_TOO_SMALL;
-    char* next = reinterpret_cast<char*>(first);
-    for (const Connection& connection : all)
-        if (connection.listed)
-            answers::show(reinterpret_cast<RASCONNA&>(*std::exchange(next, next + connSize)), connection);
+    for (char* place = reinterpret_cast<char*>(first); const auto& item : list)
+        write(*reinterpret_cast<RECORD*>(std::exchange(place, place + recordSize)), item);
     return 0;
 }
 
-// Without a phonebook those of the user and of all users are listed, with their places.
-DWORD enumerateEntries(LPCSTR phoneBook, LPRASENTRYNAMEA first, LPDWORD size, LPDWORD count) {
-    if (first->dwSize != entryNameSize)
-        return ERROR_INVALID_SIZE;
-    std::vector<RASENTRYNAMEA> names;
-    for (const std::string& entry : theComputer().facts.endings("entry ")) {
-        const std::size_t blank = entry.find(' ');
-        const std::string book = entry.substr(0, blank);
-        if (phoneBook != nullptr ? book != phoneBook : book.ends_with("pptp.pbk"))
-            continue;
-        RASENTRYNAMEA& name = names.emplace_back();
-        name.dwSize = entryNameSize;
-        answers::fill(name.szEntryName, entry.substr(blank + 1));
-        answers::fill(name.szPhonebookPath, book == "-" ? "" : book);
-    }
-    const auto wanted = static_cast<DWORD>(names.size() * entryNameSize);
-    *count = answers::number(static_cast<DWORD>(names.size()));
-    if (std::exchange(*size, wanted) < wanted)
-        return ERROR_BUFFER_TOO_SMALL;
-    std::ranges::copy(names, first);
-    return 0;
+void answerForLists() {
+    on<"RasEnumConnectionsA">([](LPRASCONNA first, LPDWORD size, LPDWORD count) {
+        return handOver(theComputer().connections | std::views::filter(&Connection::listed), connSize, first,
+                        size, count, &answers::show);
+    });
+    // Without a phonebook those of the user and of all users are listed, with their places.
+    on<"RasEnumEntriesA">([](LPCSTR, LPCSTR phoneBook, LPRASENTRYNAMEA first, LPDWORD size, LPDWORD count) {
+        const auto bookOf = [](const std::string& entry) { return entry.substr(0, entry.find(' ')); };
+        std::vector<std::string> entries = facts().endings("entry ");
+        std::erase_if(entries, [&](const std::string& entry) {
+            return phoneBook != nullptr ? bookOf(entry) != phoneBook : bookOf(entry).ends_with("pptp.pbk");
+        });
+        return handOver(entries, entryNameSize, first, size, count, [&](RASENTRYNAMEA& record, auto& entry) {
+            record.dwSize = entryNameSize;
+            answers::fill(record.szEntryName, entry.substr(entry.find(' ') + 1));
+            answers::fill(record.szPhonebookPath, entry.starts_with("- ") ? "" : bookOf(entry));
+        });
+    });
 }
 
-DWORD setEntry(LPCSTR phoneBook, LPCSTR name, LPRASENTRYA entry, DWORD size) {
-    if (size != entrySize || entry->dwSize != entrySize)
-        return ERROR_INVALID_SIZE;
-    Facts& facts = theComputer().facts;
-    const std::string before = facts.get(factOf(phoneBook, name));
-    const std::string user = before.empty() ? "nobody" : before.substr(0, before.find(' '));
-    facts.set(factOf(phoneBook, name), user + " at " + properties(*entry));
-    return 0;
+// Facts keep an entry as "USER at ADDRESS OPTIONS/ENCRYPTION/STRATEGY", or with every number in the record
+// that is not 0, by its place.
+std::string properties(const RASENTRYA& entry) {
+    if (!facts().has("whole records"))
+        return fmt::format("{} {:X}/{}/{}", entry.szLocalPhoneNumber, entry.dwfOptions,
+                           entry.dwEncryptionType, entry.dwVpnStrategy);
+    std::string all = entry.szLocalPhoneNumber;
+    const auto* const numbers = reinterpret_cast<const DWORD*>(&entry);
+    for (std::size_t i = 0; i < entrySize / sizeof(DWORD); ++i)
+        if (numbers[i] != 0)
+            all += fmt::format(" {}:{:X}", i * sizeof(DWORD), numbers[i]);
+    return all;
 }
 
-DWORD setUser(LPCSTR phoneBook, LPRASDIALPARAMSA params, WINBOOL removePassword) {
-    Facts& facts = theComputer().facts;
-    const std::string fact = factOf(phoneBook, params->szEntryName);
-    if (params->dwSize != dialParamsSize || removePassword == FALSE || params->szPassword[0] != '\0')
-        return ERROR_INVALID_SIZE;
-    if (!facts.has(fact))
-        return ERROR_CANNOT_FIND_PHONEBOOK_ENTRY;
-    const std::string before = facts.get(fact);
-    facts.set(fact, params->szUserName + before.substr(before.find(" at ")));
-    return 0;
-}
-
-// Somebody else stored these: none of it may outlive the library's own values.
-DWORD getUser(LPCSTR phoneBook, LPRASDIALPARAMSA params, LPBOOL password) {
-    if (params->dwSize != dialParamsSize)
-        return ERROR_INVALID_SIZE;
-    if (!theComputer().facts.has(factOf(phoneBook, params->szEntryName)))
-        return ERROR_CANNOT_FIND_PHONEBOOK_ENTRY;
-    answers::fill(params->szUserName, "somebody else");
-    answers::fill(params->szPassword, "a stored password's stand-in");
-    answers::fill(params->szDomain, "");
-    params->dwSize = answers::number(params->dwSize);
-    if (answers::lie)
-        answers::fill(params->szEntryName, "");
-    *password = TRUE;
-    return 0;
-}
-
-DWORD renameEntry(LPCSTR phoneBook, LPCSTR oldName, LPCSTR newName) {
-    Facts& facts = theComputer().facts;
-    if (facts.has(factOf(phoneBook, newName)))
-        return ERROR_ALREADY_EXISTS;
-    const std::string entry = facts.get(factOf(phoneBook, oldName));
-    if (!facts.erase(factOf(phoneBook, oldName)))
-        return ERROR_CANNOT_FIND_PHONEBOOK_ENTRY;
-    facts.set(factOf(phoneBook, newName), entry);
-    return 0;
+void answerForEntries() {
+    on<"RasSetEntryPropertiesA">([](LPCSTR phoneBook, LPCSTR name, LPRASENTRYA entry, DWORD size, auto...) {
+        expectSize(size, entrySize);
+        expectSize(entry->dwSize, entrySize);
+        const std::string before = facts().get(factOf(phoneBook, name));
+        const std::string user = before.empty() ? "nobody" : before.substr(0, before.find(' '));
+        facts().set(factOf(phoneBook, name), user + " at " + properties(*entry));
+        return ERROR_SUCCESS;
+    });
+    on<"RasSetEntryDialParamsA">(
+        [](LPCSTR phoneBook, LPRASDIALPARAMSA params, WINBOOL removePassword) -> DWORD {
+            expectSize(params->dwSize, dialParamsSize);
+            expect(removePassword != FALSE && params->szPassword[0] == '\0', "a password is stored");
+            std::string* const entry = facts().find(factOf(phoneBook, params->szEntryName));
+            if (entry == nullptr)
+                return ERROR_CANNOT_FIND_PHONEBOOK_ENTRY;
+            *entry = params->szUserName + entry->substr(entry->find(" at "));
+            return 0;
+        });
+    // Somebody else stored these: none of it may outlive the library's own values.
+    on<"RasGetEntryDialParamsA">([](LPCSTR phoneBook, LPRASDIALPARAMSA params, LPBOOL password) -> DWORD {
+        expectSize(params->dwSize, dialParamsSize);
+        if (!facts().has(factOf(phoneBook, params->szEntryName)))
+            return ERROR_CANNOT_FIND_PHONEBOOK_ENTRY;
+        answers::fill(params->szUserName, "somebody else");
+        answers::fill(params->szPassword, "a stored password's stand-in");
+        answers::fill(params->szDomain, "");
+        params->dwSize = answers::number(params->dwSize);
+        if (answers::lie)
+            answers::fill(params->szEntryName, "");
+        *password = TRUE;
+        return 0;
+    });
+    on<"RasRenameEntryA">([](LPCSTR phoneBook, LPCSTR from, LPCSTR to) -> DWORD {
+        const std::string entry = facts().get(factOf(phoneBook, from));
+        if (facts().has(factOf(phoneBook, to)))
+            return ERROR_ALREADY_EXISTS;
+        if (!facts().erase(factOf(phoneBook, from)))
+            return ERROR_CANNOT_FIND_PHONEBOOK_ENTRY;
+        facts().set(factOf(phoneBook, to), entry);
+        return 0;
+    });
+    on<"RasDeleteEntryA">([](LPCSTR phoneBook, LPCSTR name) -> DWORD {
+        return facts().erase(factOf(phoneBook, name)) ? 0 : ERROR_CANNOT_FIND_PHONEBOOK_ENTRY;
+    });
 }
 
 } // namespace
 
-Dial::Dial(const std::string& course) {
-    static const std::map<std::string, DWORD Dial::*> numbers = {
-        {"refused", &Dial::code},        {"fails", &Dial::error},           {"extended", &Dial::extended},
-        {"reports", &Dial::statusError}, {"unreadable", &Dial::statusCode}, {"after", &Dial::after},
-        {"lingers", &Dial::lingers}};
-    const std::vector<std::string> said = words(course);
-    for (std::size_t i = 0; i < said.size(); ++i) {
-        if (const auto number = numbers.find(said[i]); number != numbers.end())
-            this->*number->second = std::stoul(said.at(++i));
-        else if (said[i] != "connects")
-            flags.insert(said[i]);
-    }
-}
-
 void answerForRemoteAccess() {
-    on<"RasDialA">(&dial);
-    on<"RasHangUpA">(&hangUp);
-    on<"RasGetConnectStatusA">(&status);
-    on<"RasGetProjectionInfoA">(&projection);
-    on<"RasEnumConnectionsA">(&enumerateConnections);
-    on<"RasEnumEntriesA">([](LPCSTR, LPCSTR phoneBook, LPRASENTRYNAMEA first, LPDWORD size, LPDWORD count) {
-        return enumerateEntries(phoneBook, first, size, count);
-    });
-    on<"RasSetEntryPropertiesA">([](LPCSTR phoneBook, LPCSTR name, LPRASENTRYA entry, DWORD size, LPBYTE,
-                                    DWORD) { return setEntry(phoneBook, name, entry, size); });
-    on<"RasSetEntryDialParamsA">(&setUser);
-    on<"RasGetEntryDialParamsA">(&getUser);
-    on<"RasRenameEntryA">(&renameEntry);
-    on<"RasDeleteEntryA">([](LPCSTR phoneBook, LPCSTR name) -> DWORD {
-        return theComputer().facts.erase(factOf(phoneBook, name)) ? 0 : ERROR_CANNOT_FIND_PHONEBOOK_ENTRY;
-    });
-    on<"RasGetErrorStringA">([](UINT error, LPSTR text, DWORD room) -> DWORD {
-        answers::fill(text, room, " text of " + std::to_string(error));
-        return 0;
-    });
+    answerForConnections();
+    answerForLists();
+    answerForEntries();
 }

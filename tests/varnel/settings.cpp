@@ -1,50 +1,41 @@
 // The registry, the services and TCP port 1723.
 #include "computer.h"
-#include "imports.h"
-
-#include <algorithm>
-#include <cstdio>
 
 namespace {
 
 // The keys that the facts name in short.
-const std::pair<std::string, std::string> keys[] = {
-    {"WinLogon", "SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion\\WinLogon"},
-    {"Class", "SYSTEM\\CurrentControlSet\\Control\\Class\\{4D36E972-E325-11CE-BFC1-08002bE10318}"},
-    {"Kestrin", "SYSTEM\\CurrentControlSet\\Services\\Kestrin"},
-};
-
-std::string shortOf(std::string path) {
-    for (const auto& [brief, full] : keys)
-        if (path.starts_with(full))
-            path.replace(0, full.size(), brief);
+std::string keyNamed(std::string path) {
+    replaceAll(path, "SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion\\WinLogon", "WinLogon");
+    replaceAll(path, "SYSTEM\\CurrentControlSet\\Control\\Class\\{4D36E972-E325-11CE-BFC1-08002bE10318}",
+               "Class");
+    replaceAll(path, "SYSTEM\\CurrentControlSet\\Services\\Kestrin", "Kestrin");
     return path;
 }
 
 // The keys below one that hold values, in their order.
-std::vector<std::string> childrenOf(const std::string& key) {
+std::vector<std::string> childrenOf(HKEY key) {
     std::vector<std::string> names;
-    for (const std::string& rest : theComputer().facts.endings("value " + key + "\\"))
+    for (const std::string& rest : facts().endings("value " + theComputer().thing(key) + "\\"))
         if (const std::string name = rest.substr(0, rest.find(' ')); std::ranges::count(names, name) == 0)
             names.push_back(name);
     return names;
 }
 
+std::string valueFact(HKEY key, const std::string& name) {
+    return "value " + theComputer().thing(key) + " " + name;
+}
+
 // A fact has a number as it stands, and a text in quotes, which ends with a zero; "raw" says that it does
 // not, a number before the quotes its type when that is no plain text's, "of N" the bytes when there are
 // more.
-std::string dataOf(const std::string& value) {
-    const std::size_t from = value.find('"');
-    if (from == std::string::npos) {
-        const auto number = static_cast<DWORD>(std::stoul(value));
+std::string dataOf(const std::string& fact) {
+    const std::size_t from = fact.find('"') + 1, to = fact.rfind('"');
+    if (from == 0) {
+        const auto number = static_cast<DWORD>(std::stoul(fact));
         return {reinterpret_cast<const char*>(&number), sizeof number};
     }
-    const std::size_t to = value.rfind('"');
-    std::string data = value.substr(from + 1, to - from - 1);
-    if (!value.starts_with("raw"))
-        data += '\0';
-    if (const std::size_t of = value.find(" of ", to); of != std::string::npos)
-        data.resize(std::stoul(value.substr(of + 4)));
+    std::string data = fact.substr(from, to - from) + std::string(fact.starts_with("raw") ? 0 : 1, '\0');
+    data.resize(std::max<std::size_t>(numberAfter(fact.substr(to + 1), "of"), data.size()));
     return data;
 }
 
@@ -57,35 +48,32 @@ std::string factOf(DWORD type, const std::string& data) {
 }
 
 void answerForRegistry() {
-    on<"RegOpenKeyExA">([](HKEY root, LPCSTR path, DWORD, REGSAM access, PHKEY key) -> LSTATUS {
-        if (root != HKEY_LOCAL_MACHINE || access != (KEY_READ | KEY_WRITE))
-            complain("a key is opened with another root or access");
-        const std::string name = shortOf(path);
-        const Facts& facts = theComputer().facts;
-        if (facts.endings("value " + name + " ").empty() && childrenOf(name).empty() &&
-            !facts.has("key " + name))
+    on<"RegOpenKeyExA">([](HKEY root, LPCSTR path, DWORD, REGSAM access, PHKEY key) {
+        expect(root == HKEY_LOCAL_MACHINE && access == (KEY_READ | KEY_WRITE),
+               "a key is opened with another root or access");
+        const std::string name = keyNamed(path);
+        if (facts().endings("value " + name).empty() && !facts().has("key " + name))
             return ERROR_FILE_NOT_FOUND;
         *key = theComputer().lend<HKEY>(name);
-        return 0;
+        return ERROR_SUCCESS;
     });
-    on<"RegCloseKey">([](HKEY) { return LSTATUS{0}; });
     on<"RegQueryInfoKeyA">([](HKEY key, LPSTR, LPDWORD, LPDWORD, LPDWORD count, const auto&...) {
-        *count = answers::number(static_cast<DWORD>(childrenOf(theComputer().thing(key)).size()));
-        return LSTATUS{0};
+        *count = answers::number(static_cast<DWORD>(childrenOf(key).size()));
+        return ERROR_SUCCESS;
     });
-    on<"RegEnumKeyExA">([](HKEY key, DWORD index, LPSTR name, LPDWORD size, const auto&...) -> LSTATUS {
-        const std::vector<std::string> names = childrenOf(theComputer().thing(key));
+    on<"RegEnumKeyExA">([](HKEY key, DWORD index, LPSTR name, LPDWORD size, const auto&...) {
+        const std::vector<std::string> names = childrenOf(key);
         if (index >= names.size())
             return ERROR_NO_MORE_ITEMS;
         answers::fill(name, *size, names[index]);
         *size = answers::number(static_cast<DWORD>(names[index].size()));
-        return 0;
+        return ERROR_SUCCESS;
     });
-    on<"RegQueryValueExA">([](HKEY key, LPCSTR name, LPDWORD, LPDWORD, LPBYTE data, LPDWORD size) -> LSTATUS {
-        const std::string fact = "value " + theComputer().thing(key) + " " + name;
-        if (!theComputer().facts.has(fact))
+    on<"RegQueryValueExA">([](HKEY key, LPCSTR name, LPDWORD, LPDWORD, LPBYTE data, LPDWORD size) {
+        const std::string* const value = facts().find(valueFact(key, name));
+        if (value == nullptr)
             return ERROR_FILE_NOT_FOUND;
-        const std::string stored = dataOf(theComputer().facts.get(fact));
+        const std::string stored = dataOf(*value);
         const DWORD room = std::exchange(*size, answers::number(static_cast<DWORD>(stored.size())));
         if (room < stored.size())
             return ERROR_MORE_DATA;
@@ -93,125 +81,97 @@ void answerForRegistry() {
             answers::fill(reinterpret_cast<char*>(data), room, "");
         else
             stored.copy(reinterpret_cast<char*>(data), stored.size());
-        return 0;
+        return ERROR_SUCCESS;
     });
     on<"RegSetValueExA">([](HKEY key, LPCSTR name, DWORD, DWORD type, const BYTE* data, DWORD size) {
-        theComputer().facts.set("value " + theComputer().thing(key) + " " + name,
-                                factOf(type, {reinterpret_cast<const char*>(data), size}));
-        return LSTATUS{0};
+        facts().set(valueFact(key, name), factOf(type, {reinterpret_cast<const char*>(data), size}));
+        return ERROR_SUCCESS;
     });
 }
 
 // A service's fact says "enabled" or "disabled"; and "fixed" when it cannot be enabled, "stubborn N" when it
-// refuses to stop N times, "slow N" when a driver takes N looks to stop, "stays" when it never does.
-std::string serviceFact(const std::string& name) {
-    return "service " + name;
+// refuses to stop N times, "slow N" when a driver takes N looks to stop, "stays" when it never does, "idle"
+// when it does not run.
+std::string* serviceNamed(const std::string& name) {
+    return facts().find("service " + name);
 }
 
-bool says(const std::string& name, const char* word) {
-    return theComputer().facts.get(serviceFact(name)).find(word) != std::string::npos;
-}
-
-void nowSays(const std::string& name, const char* before, const char* after) {
-    std::string value = theComputer().facts.get(serviceFact(name));
-    replaceAll(value, before, after);
-    theComputer().facts.set(serviceFact(name), value);
-}
-
-// Counts the number behind a word down; whether it was above 0.
-bool countsDown(const std::string& name, const std::string& word) {
-    std::vector<std::string> said = words(theComputer().facts.get(serviceFact(name)));
-    const auto found = std::ranges::find(said, word);
-    if (found == said.end() || found + 1 == said.end() || *(found + 1) == "0")
-        return false;
-    *(found + 1) = std::to_string(std::stoul(*(found + 1)) - 1);
-    theComputer().facts.set(serviceFact(name), joined(said, " "));
-    return true;
-}
-
-SC_HANDLE serviceOr(bool ok, DWORD error, const std::string& name) {
-    SetLastError(error);
-    return ok ? theComputer().lend<SC_HANDLE>(name) : nullptr;
+std::string& serviceOf(SC_HANDLE handle) {
+    return *serviceNamed(theComputer().thing(handle));
 }
 
 void answerForServices() {
     on<"IsServiceEnabled">([](const char* name, bool* exists) {
-        const bool isThere = theComputer().facts.has(serviceFact(name));
-        if (exists != nullptr && isThere)
+        const std::string* const service = serviceNamed(name);
+        if (exists != nullptr && service != nullptr)
             *exists = true;
-        return isThere && !says(name, "disabled");
+        return service != nullptr && !says(*service, "disabled");
     });
     on<"EnableService">([](const char* name, unsigned long) {
-        if (!theComputer().facts.has(serviceFact(name)) || says(name, "fixed"))
+        std::string* const service = serviceNamed(name);
+        if (service == nullptr || says(*service, "fixed"))
             return false;
-        nowSays(name, "disabled", "enabled");
+        replaceAll(*service, "disabled", "enabled");
         return true;
     });
     on<"DisableService">([](const char* name) {
-        nowSays(name, "enabled", "disabled");
+        replaceAll(*serviceNamed(name), "enabled", "disabled");
         return true;
     });
-    on<"StopService">([](const char* name) { return !countsDown(name, "stubborn"); });
-    on<"OpenSCManagerA">([](LPCSTR, LPCSTR, DWORD) { return serviceOr(true, 0, "manager"); });
+    on<"StopService">([](const char* name) { return !countDown(*serviceNamed(name), "stubborn"); });
+    on<"OpenSCManagerA">([](const auto&...) { return theComputer().lend<SC_HANDLE>("manager"); });
     on<"OpenServiceA">([](SC_HANDLE, LPCSTR name, DWORD) {
-        return serviceOr(theComputer().facts.has(serviceFact(name)), ERROR_SERVICE_DOES_NOT_EXIST, name);
+        return theComputer().lendIf<SC_HANDLE>(serviceNamed(name) != nullptr, name,
+                                               ERROR_SERVICE_DOES_NOT_EXIST);
     });
-    on<"CreateServiceA">([](SC_HANDLE, LPCSTR name, LPCSTR shown, DWORD access, DWORD type, DWORD start,
-                            DWORD errors, LPCSTR path, const auto&...) {
-        Facts& facts = theComputer().facts;
-        if (shown != std::string(name) || access != 0 || type != SERVICE_KERNEL_DRIVER ||
-            errors != SERVICE_ERROR_NORMAL)
-            complain("a service of another kind is created");
-        const bool isNew = !facts.has(serviceFact(name));
+    on<"CreateServiceA">([](SC_HANDLE, const std::string& name, const std::string& shown, DWORD access,
+                            DWORD type, DWORD start, DWORD errors, LPCSTR path, const auto&...) {
+        expect(shown == name && access == 0 && type == SERVICE_KERNEL_DRIVER &&
+                   errors == SERVICE_ERROR_NORMAL,
+               "a service of another kind is created");
+        const bool isNew = serviceNamed(name) == nullptr;
         if (isNew)
-            facts.set(serviceFact(name), "disabled start " + std::to_string(start) + " " + path);
-        return serviceOr(isNew, ERROR_SERVICE_EXISTS, name);
+            facts().set("service " + name, fmt::format("disabled start {} {}", start, path));
+        return theComputer().lendIf<SC_HANDLE>(isNew, name, ERROR_SERVICE_EXISTS);
     });
-    on<"ControlService">([](SC_HANDLE service, DWORD, LPSERVICE_STATUS status) -> WINBOOL {
+    on<"ControlService">([](SC_HANDLE service, DWORD, LPSERVICE_STATUS status) {
         status->dwCurrentState = SERVICE_STOP_PENDING;
         SetLastError(ERROR_SERVICE_NOT_ACTIVE);
-        return says(theComputer().thing(service), "idle") ? FALSE : TRUE;
+        return !says(serviceOf(service), "idle");
     });
-    on<"QueryServiceStatus">([](SC_HANDLE service, LPSERVICE_STATUS status) {
-        const std::string name = theComputer().thing(service);
-        status->dwCurrentState = answers::number(says(name, "stays")        ? SERVICE_RUNNING
-                                                 : countsDown(name, "slow") ? SERVICE_STOP_PENDING
-                                                                            : SERVICE_STOPPED);
+    on<"QueryServiceStatus">([](SC_HANDLE handle, LPSERVICE_STATUS status) {
+        std::string& service = serviceOf(handle);
+        status->dwCurrentState = answers::number(says(service, "stays")       ? SERVICE_RUNNING
+                                                 : countDown(service, "slow") ? SERVICE_STOP_PENDING
+                                                                              : SERVICE_STOPPED);
         return TRUE;
     });
-    on<"DeleteService">([](SC_HANDLE service) {
-        return theComputer().facts.erase(serviceFact(theComputer().thing(service))) ? TRUE : FALSE;
-    });
-    on<"CloseServiceHandle">([](SC_HANDLE) { return TRUE; });
+    on<"DeleteService">(
+        [](SC_HANDLE service) { return facts().erase("service " + theComputer().thing(service)); });
 }
 
 // The port's fact is "held N by PID NAME": for N attempts to bind it.
 void answerForPort() {
     on<"socket">([](int, int, int) { return theComputer().lend<SOCKET>("socket"); });
-    on<"setsockopt">([](const auto&...) { return 0; });
+    always<"setsockopt">(0);
     on<"bind">([](SOCKET s, const sockaddr* address, int) {
-        Facts& facts = theComputer().facts;
         const auto& wanted = *reinterpret_cast<const sockaddr_in*>(address);
-        std::vector<std::string> port = words(facts.get("port"));
-        if (wanted.sin_family != AF_INET || wanted.sin_port != htons(1723))
-            complain("another port is bound");
-        facts.set("bound to", inet_ntoa(wanted.sin_addr));
+        expect(wanted.sin_family == AF_INET && wanted.sin_port == htons(1723), "another port is bound");
+        facts().set("bound to", inet_ntoa(wanted.sin_addr));
+        std::string* const port = facts().find("port");
         SetLastError(s == INVALID_SOCKET ? WSAENOTSOCK : WSAEADDRINUSE);
-        if (s == INVALID_SOCKET || port.empty())
+        if (s == INVALID_SOCKET || port == nullptr)
             return s == INVALID_SOCKET ? SOCKET_ERROR : 0;
-        port[1] = std::to_string(std::stoul(port[1]) - 1);
-        if (port[1] == "0")
-            facts.erase("port");
-        else
-            facts.set("port", joined(port, " "));
+        countDown(*port, "held");
+        if (numberAfter(*port, "held") == 0)
+            facts().erase("port");
         return SOCKET_ERROR;
     });
-    on<"closesocket">([](SOCKET) { return 0; });
     on<"GetPortOccupyProcessW">([](unsigned short, std::wstring& name) {
-        const std::vector<std::string> port = words(theComputer().facts.get("port"));
+        const std::vector<std::string> port = words(facts().get("port"));
         if (port.size() > 4)
             name.assign(port[4].begin(), port[4].end());
-        return static_cast<unsigned long>(answers::number(port.size() > 3 ? std::stoul(port[3]) : 0));
+        return answers::number(port.size() > 3 ? std::stoul(port[3]) : 0);
     });
 }
 
