@@ -91,6 +91,7 @@ void operate(const std::string& operation, Outcome& outcome) {
         {"isActive", [&] { return to_string(getEntryStatus(id)); }},
         {"active", [] { return format("\"{}\"", fmt::join(getAllActiveEntry(), ", ")); }},
         {"states", states},
+        {"removePhoneBook", [&] { return to_string(removePhoneBook(id)); }},
         {"dialDownSameIp", [&] { return to_string(dialDownSameIp(address)); }},
         {"setLocation", [&] { return to_string(setLocation(id)); }},
         {"chgWanEndPoints", [] { return to_string(chgWanEndPoints()); }},

@@ -29,6 +29,7 @@ PRIVATE_MEMBER(VARNEL, pptpsrvDialDownCallback, void (*)(const std::string&))
 // Those that no public operation leads to, or that a public one does not show.
 PRIVATE_MEMBER(VARNEL, getStateString, std::string(RASCONNSTATE))
 PRIVATE_MEMBER(VARNEL, dialUp2, DWORD(const std::string&, const std::string&, bool, bool, DWORD))
+PRIVATE_MEMBER(VARNEL, removePhoneBook, bool(const std::string&))
 PRIVATE_MEMBER(VARNEL, dialDownSameIp, bool(DWORD))
 PRIVATE_MEMBER(VARNEL, getAllActiveEntry, std::list<std::string>())
 PRIVATE_MEMBER(VARNEL, getEntryStatus, bool(const std::string&))
