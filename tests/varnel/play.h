@@ -13,7 +13,7 @@
 // What came of one step.
 struct Outcome {
     std::string result;                                    // without the time that it took; or "throws"
-    std::map<std::string, std::vector<std::string>> lines; // of each section, wanted or not, and "told"
+    std::map<std::string, std::vector<std::string>> lines; // by section, and "told"
     std::map<std::string, std::string> sections;           // as the text has them
     bool passwordLeft = false;
     std::vector<std::string> offences; // against what holds always
@@ -53,10 +53,8 @@ void begin(const std::string& run);
 void end(const std::vector<std::string>& offences);
 } // namespace report
 
-// A number that the environment asks for.
-inline unsigned long asked(const char* variable, unsigned long otherwise = 0) {
-    const char* const number = std::getenv(variable);
-    return number != nullptr ? std::strtoul(number, nullptr, 10) : otherwise;
-}
-inline const bool accepts = asked("VARNEL_ACCEPT") != 0, soaks = asked("VARNEL_SOAK") != 0;
-inline const auto seed = static_cast<unsigned int>(asked("VARNEL_SEED", 1));
+// What the environment asks for.
+inline const bool accepts = std::getenv("VARNEL_ACCEPT") != nullptr;
+inline const bool soaks = std::getenv("VARNEL_SOAK") != nullptr;
+inline const char* const askedSeed = std::getenv("VARNEL_SEED");
+inline const unsigned int seed = askedSeed != nullptr ? std::strtoul(askedSeed, nullptr, 10) : 1;
