@@ -19,43 +19,16 @@ bool isAmong(const std::vector<std::string>& all, const std::string& one) {
 }
 
 // A step of a situation as it goes undisturbed, and again after it.
-class Usual {
-  public:
-    Usual(const Situation& situation, std::size_t index);
-    void failEachCall() const;
-
-  private:
-    bool disturb(const Fault& fault, char mark) const; // whether the failure came about at all
-
+struct Usual {
     const Situation& situation;
-    const std::span<const Step> before;
+    std::span<const Step> before;
     const Step& step;
     Outcome first, second;
-    std::vector<Import*> called;
 };
 
-Usual::Usual(const Situation& situation_, std::size_t index)
-    : situation(situation_), before(situation.steps.begin(), index), step(situation.steps[index]) {
-    Run run(situation, Run::coarsePoll, before);
-    first = run.perform(step);
-    for (Import* import : allImports())
-        if (import->calls != 0)
-            called.push_back(import);
-    run.computer.dials.clear();
-    second = run.perform({"", step.operation});
-}
-
-void Usual::failEachCall() const {
-    for (Import* import : called)
-        for (const std::string& code : words(import->codes))
-            for (const bool lasting : {false, true}) {
-                const DWORD number = std::stoul(code.substr(code.find_first_of("0123456789")));
-                for (long nth = 1; disturb({import, nth, lasting, number}, code[0]); ++nth) {
-                }
-            }
-}
-
-bool Usual::disturb(const Fault& fault, char mark) const {
+// Whether the failure came about at all.
+bool disturb(const Usual& usual, const Fault& fault, char mark) {
+    const auto& [situation, before, step, first, second] = usual;
     const auto& [import, nth, lasting, number] = fault;
     report::begin(fmt::format("{}: {}, {}, {} #{}{} fails with {}", situation.name, step.operation,
                               step.course, import->name, nth, lasting ? " on" : "", number));
@@ -117,11 +90,26 @@ bool Usual::disturb(const Fault& fault, char mark) const {
     return true;
 }
 
+void failEachCall(const Situation& situation, std::span<const Step> before, const Step& step) {
+    Run run(situation, Run::coarsePoll, before);
+    Usual usual = {situation, before, step, run.perform(step), {}};
+    std::vector<Import*> called = allImports();
+    std::erase_if(called, [](const Import* import) { return import->calls == 0; });
+    run.computer.dials.clear();
+    usual.second = run.perform({"", step.operation});
+    for (Import* import : called)
+        for (const std::string& code : words(import->codes))
+            for (const bool lasting : {false, true}) {
+                const DWORD number = std::stoul(code.substr(code.find_first_of("0123456789")));
+                for (long nth = 1; disturb(usual, {import, nth, lasting, number}, code[0]); ++nth) {
+                }
+            }
+}
+
 } // namespace
 
-void playFailing(std::vector<SituationFile>& files) {
-    report::eachSituation(files, [](Situation& situation) {
-        for (std::size_t step = 0; step < situation.steps.size(); ++step)
-            Usual(situation, step).failEachCall();
-    });
+void playFailing(Situation& situation) {
+    const std::span<const Step> steps = situation.steps;
+    for (std::size_t i = 0; i < steps.size(); ++i)
+        failEachCall(situation, steps.first(i), steps[i]);
 }

@@ -124,28 +124,25 @@ void answers::show(RASCONNA& record, const Connection& connection) {
                          std::string(record.szEntryName, strnlen(record.szEntryName, RAS_MaxEntryName)));
 }
 
-void playLying(std::vector<SituationFile>& files) {
-    answers::lie = true;
-    checkCalls();
-    const unsigned long rounds = asked("VARNEL_SOAK") != 0 ? 1'000 : 40;
-    report::eachSituation(files, [=](Situation& situation) {
-        for (unsigned long round = 0; round < rounds; ++round) {
-            chance.seed(seed * 2654435761U + static_cast<unsigned int>(report::runs));
-            Run run(situation);
-            peers = {run.meant("Node"), run.meant("Node...")};
-            shownHandles.clear();
-            for (const Step& step : situation.steps) {
-                anyConnection = !step.operation.starts_with("dialDown ");
-                report::begin(
-                    fmt::format("{}: {}, round {} of seed {}", situation.name, step.operation, round, seed));
-                Outcome came = run.perform(step, someFailures());
-                std::erase_if(came.offences, [](const std::string& offence) {
-                    return offence.starts_with("a dialled connection");
-                });
-                if (came.result == "throws" || came.passwordLeft)
-                    came.offences.push_back("it throws, or leaves the password in memory");
-                report::end(came.offences);
-            }
+void playLying(Situation& situation) {
+    if (!std::exchange(answers::lie, true))
+        checkCalls();
+    for (int rounds = soaks ? 1'000 : 40; rounds > 0; --rounds) {
+        chance.seed(seed * 2654435761U + static_cast<unsigned int>(report::runs));
+        Run run(situation);
+        peers = {run.meant("Node"), run.meant("Node...")};
+        shownHandles.clear();
+        for (const Step& step : situation.steps) {
+            anyConnection = !step.operation.starts_with("dialDown ");
+            report::begin(
+                fmt::format("{}: {}, run {} of seed {}", situation.name, step.operation, report::runs, seed));
+            Outcome came = run.perform(step, someFailures());
+            std::erase_if(came.offences, [](const std::string& offence) {
+                return offence.starts_with("a dialled connection"); // which a lie may have called gone
+            });
+            if (came.result == "throws" || came.passwordLeft)
+                came.offences.push_back("it throws, or leaves the password in memory");
+            report::end(came.offences);
         }
-    });
+    }
 }

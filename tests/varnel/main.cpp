@@ -8,11 +8,6 @@ constexpr char help[] = "usage: situations_test written|failing|lying|threads FI
                         "VARNEL_ACCEPT=1 writes what came, when played as written, into the files; "
                         "VARNEL_SEED=N says how to lie; VARNEL_SOAK=1 disturbs for longer";
 
-const std::map<std::string, void (*)(std::vector<SituationFile>&)> ways = {{"written", &playAsWritten},
-                                                                           {"failing", &playFailing},
-                                                                           {"lying", &playLying},
-                                                                           {"threads", &playInThreads}};
-
 std::recursive_mutex presentLock;
 std::string present = "the beginning";
 auto begun = std::chrono::steady_clock::now();
@@ -25,6 +20,29 @@ LONG giveUp(const char* what) {
     std::fflush(stdout);
     TerminateProcess(GetCurrentProcess(), EXIT_FAILURE);
     return EXCEPTION_EXECUTE_HANDLER;
+}
+
+const std::map<std::string, void (*)(Situation&)> ways = {
+    {"written", &playAsWritten}, {"failing", &playFailing}, {"lying", &playLying}};
+
+// A case has passed when no run of it has failed.
+unsigned long passed = 0;
+void playCase(auto play, auto&... situation) {
+    const unsigned long failedBefore = report::failed;
+    play(situation...);
+    passed += report::failed == failedBefore ? 1U : 0U;
+}
+
+void playAll(const std::string& way, std::span<const std::string> paths) {
+    if (way == "threads")
+        playCase(&playInThreads);
+    for (const std::string& path : paths) {
+        SituationFile file(path);
+        for (Situation& situation : file.situations)
+            playCase(ways.at(way), situation);
+        if (accepts && way == "written")
+            file.write();
+    }
 }
 
 } // namespace
@@ -42,30 +60,21 @@ void report::end(const std::vector<std::string>& offences) {
         std::printf("%s\n    %s\n\n", present.c_str(), joined(offences, "\n    ").c_str());
 }
 
-void report::eachSituation(std::vector<SituationFile>& files, const std::function<void(Situation&)>& play) {
-    for (SituationFile& file : files)
-        for (Situation& situation : file.situations) {
-            const unsigned long failedBefore = failed;
-            play(situation);
-            passed += failed == failedBefore ? 1U : 0U;
-        }
-}
-
 int main(int count, char** arguments) {
     const std::vector<std::string> said(arguments + 1, arguments + count);
-    const auto way = said.empty() ? ways.end() : ways.find(said[0]);
-    if (way == ways.end())
+    if (said.empty() || (said[0] != "threads" && !ways.contains(said[0])))
         return std::puts(help), 2;
     try {
         report::end(redirectImports());
         report::end(oddInShippedModules());
-        std::vector<SituationFile> files(said.begin() + 1, said.end());
         for (const auto answer : {&answerForSystem, &answerForRemoteAccess, &answerForRegistryAndServices,
                                   &answerForRouterAndNetworks, &answerForHeap})
             answer();
         SetUnhandledExceptionFilter([](EXCEPTION_POINTERS*) { return giveUp("crashed"); });
         std::set_terminate([] { giveUp("let an exception out of where none may pass"); });
-        auto playing = std::async(std::launch::async, way->second, std::ref(files));
+        auto playing = std::async(std::launch::async, [&] {
+            playAll(said[0], {said.begin() + 1, said.end()});
+        });
         while (playing.wait_for(std::chrono::milliseconds(200)) == std::future_status::timeout)
             if (const std::scoped_lock locked(presentLock);
                 std::chrono::steady_clock::now() - begun > patience)
@@ -74,8 +83,8 @@ int main(int count, char** arguments) {
     } catch (const std::exception& reason) {
         report::end({reason.what()});
     }
-    std::printf("campaign %s: %lu runs, seed %u%s\n", said[0].c_str(), report::runs.load(), seed,
-                report::failed == 0 ? "" : ", FAILED");
-    std::printf("cases: %lu passed, %lu failed\n", report::passed, report::failed);
+    std::printf("campaign %s: %lu runs, seed %u%s\ncases: %lu passed, %lu failed\n", said[0].c_str(),
+                report::runs.load(), seed, report::failed == 0 ? "" : ", FAILED", passed,
+                report::failed.load());
     return report::failed == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
 }

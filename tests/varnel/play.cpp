@@ -190,23 +190,17 @@ Outcome Run::perform(const Step& step, std::vector<Fault> failures) {
     return outcome;
 }
 
-void playAsWritten(std::vector<SituationFile>& files) {
-    const bool accepts = asked("VARNEL_ACCEPT") != 0;
-    report::eachSituation(files, [=](Situation& situation) {
-        Run run(situation, 1);
-        for (Step& step : situation.steps) {
-            report::begin(fmt::format("{}: {}, {}", situation.name, step.operation, step.course));
-            Outcome came = run.perform(step);
-            if (accepts)
-                step.expected = came.sections;
-            for (const std::string& section : allSections)
-                if (step.expected[section] != came.sections[section])
-                    came.offences.push_back(section +
-                                            difference(step.expected[section], came.sections[section]));
-            report::end(came.offences);
-        }
-    });
-    if (accepts)
-        for (const SituationFile& file : files)
-            file.write();
+void playAsWritten(Situation& situation) {
+    Run run(situation, 1);
+    for (Step& step : situation.steps) {
+        report::begin(fmt::format("{}: {}, {}", situation.name, step.operation, step.course));
+        Outcome came = run.perform(step);
+        if (accepts)
+            step.expected = came.sections;
+        for (const std::string& section : allSections)
+            if (const std::string& expected = step.expected[section], &other = came.sections[section];
+                expected != other)
+                came.offences.push_back(section + difference(expected, other));
+        report::end(came.offences);
+    }
 }

@@ -13,10 +13,9 @@
 
 // What came of one step.
 struct Outcome {
-    std::string result; // without the time that it took; or "throws"
-    std::map<std::string, std::vector<std::string>>
-        lines;                                   // of each section and of "told", whether wanted or not
-    std::map<std::string, std::string> sections; // as the text has them
+    std::string result;                                    // without the time that it took; or "throws"
+    std::map<std::string, std::vector<std::string>> lines; // by section, and "told"
+    std::map<std::string, std::string> sections;           // as the text has them
     bool passwordLeft = false;
     std::vector<std::string> offences; // against what holds always
 };
@@ -42,24 +41,21 @@ class Run {
     const std::vector<std::pair<std::string, std::string>> abbreviations;
 };
 
-void playAsWritten(std::vector<SituationFile>& files);
-void playFailing(std::vector<SituationFile>& files);
-void playLying(std::vector<SituationFile>& files);
-void playInThreads(std::vector<SituationFile>& files);
+// The ways of playing.
+void playAsWritten(Situation& situation); // or, when that is asked, writes down what comes
+void playFailing(Situation& situation);
+void playLying(Situation& situation);
+void playInThreads();
 
 // What came of all runs. The present one is named when it fails, crashes or takes too long.
 namespace report {
-inline std::atomic<unsigned long> runs = 0;
-inline unsigned long passed = 0, failed = 0; // situations and, of those that did not pass, runs
-
+inline std::atomic<unsigned long> runs = 0, failed = 0;
 void begin(const std::string& run);
 void end(const std::vector<std::string>& offences);
-void eachSituation(std::vector<SituationFile>& files, const std::function<void(Situation&)>& play);
 } // namespace report
 
-// A number that the environment asks for.
-inline unsigned long asked(const char* variable, unsigned long otherwise = 0) {
-    const char* const number = std::getenv(variable);
-    return number != nullptr ? std::strtoul(number, nullptr, 10) : otherwise;
-}
-inline const auto seed = static_cast<unsigned int>(asked("VARNEL_SEED", 1));
+// What the environment asks for.
+inline const bool accepts = std::getenv("VARNEL_ACCEPT") != nullptr;
+inline const bool soaks = std::getenv("VARNEL_SOAK") != nullptr;
+inline const char* const askedSeed = std::getenv("VARNEL_SEED");
+inline const unsigned int seed = askedSeed != nullptr ? std::strtoul(askedSeed, nullptr, 10) : 1;

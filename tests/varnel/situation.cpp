@@ -53,7 +53,7 @@ SituationFile::SituationFile(const std::string& path_) : path(path_) {
     std::vector<std::string> lines;
     for (std::string line; std::getline(file, line);)
         if (line.starts_with(margin) && !lines.empty())
-            lines.back() += line.substr(margin.size() - 1);
+            lines.back() += "\n" + line;
         else
             lines.push_back(line);
     for (const std::string& line : lines)
@@ -72,10 +72,11 @@ void SituationFile::take(const std::string& line) {
     }
     std::istringstream rest(line);
     std::string keyword, text;
-    std::getline(rest >> keyword >> std::ws, text);
+    std::getline(rest >> keyword >> std::ws, text, '\0');
+    replaceAll(text, "\n" + margin, " ");
     const bool isExpectation = keyword == "=>" || std::ranges::count(allSections, keyword) != 0;
     if (!isExpectation)
-        written += laidOut(line);
+        written += line + "\n";
     if (keyword.empty() || keyword == "#")
         return;
     if (keyword == "situation") {
@@ -102,13 +103,12 @@ void SituationFile::take(const std::string& line) {
     } else if (keyword == "do") {
         steps.push_back({std::exchange(course, ""), text, {}, std::exchange(written, "")});
     } else if (keyword == "case") {
-        Step step = {text, steps.at(0).operation, {}, std::exchange(written, "")};
-        if (situation.isCase)
+        const Step common = steps.at(0);
+        if (std::exchange(situation.isCase, true))
             situations.push_back(situation);
         else
-            step.written.insert(0, steps[0].written);
-        situations.back().isCase = true;
-        situations.back().steps = {step};
+            written.insert(0, common.written);
+        situations.back().steps = {{text, common.operation, {}, std::exchange(written, "")}};
     } else if (keyword == "=>") {
         const std::vector<std::string> fields = pieces(text, '|');
         for (std::size_t i = 0; i < fields.size(); ++i)
