@@ -141,7 +141,7 @@ void answerForSystem() {
     });
     on<"logLine">([](int level, const std::string& file, long line, const std::string& text) {
         expect(file == ".\\Varnel" && line > 0 && level <= LOG::level,
-               "a record that nobody wants, or from nowhere: " + text);
+               "a record that nobody wants, or from nowhere: ", text);
         theComputer().log.push_back(std::to_string(level) + " " + text);
         if (theComputer().showsRecords)
             journal::add("[" + text + "]");
@@ -252,7 +252,7 @@ Connection* Computer::find(HRASCONN handle) {
 
 void Computer::traced(int level, const char* file, long line, const std::string& text) {
     const std::scoped_lock locked(worldLock());
-    expect(std::string(file) == ".\\Varnel" && line > 0, "a trace from nowhere: " + text);
+    expect(std::string(file) == ".\\Varnel" && line > 0, "a trace from nowhere: ", text);
     traces.push_back(std::to_string(level) + " " + text.substr(0, text.find('\n')));
     std::vector<std::string>& operations = entered[GetCurrentThreadId()];
     if (text.starts_with("==>>"))
@@ -267,7 +267,7 @@ void Computer::settle() {
     expect(privates::items.empty(), "a dial attempt is still registered");
     DIALUP_CALLBACK().clearItems();
     for (const auto& [thread, operations] : std::exchange(entered, {}))
-        expect(operations.empty(), "never left: " + joined(operations, ", "));
+        expect(operations.empty(), "never left: ", joined(operations, ", "));
     expect(!std::exchange(isMutexOwned, false), "the phonebooks' lock is kept");
     ledger::settle();
 }

@@ -77,9 +77,9 @@ void complain(const std::string& text) {
     complaints.push_back(text);
 }
 
-void expect(bool holds, const std::string& complaint) {
+void expect(bool holds, std::string_view complaint, std::string_view about) {
     if (!holds)
-        complain(complaint);
+        complain(std::string(complaint).append(about));
 }
 
 std::vector<std::string> takeComplaints() {
@@ -107,26 +107,25 @@ void ledger::called(const Import& import, const void* first, const void* last) {
     if (import.lends.empty() || import.lends.starts_with('+'))
         return;
     const auto loan = loans.find(first);
-    expect(loan == loans.end() || loan->second.out, std::string(import.lends) + " used after its return");
+    expect(loan == loans.end() || loan->second.out, import.lends, " used after its return");
 }
 
 void ledger::acquired(std::string_view kind, const void* resource) {
     if (resource == nullptr)
         return;
     Loan& loan = loans[resource];
-    expect(!loan.out, std::string(kind) + " lent again before its return");
+    expect(!loan.out, kind, " lent again before its return");
     loan = {true, std::string(kind)};
 }
 
 void ledger::released(std::string_view kind, const void* resource) {
     Loan& loan = loans[resource];
-    expect(loan.kind == kind && std::exchange(loan.out, false),
-           std::string(kind) + " returned that was not lent");
+    expect(loan.kind == kind && std::exchange(loan.out, false), kind, " returned that was not lent");
 }
 
 void ledger::settle() {
     for (const auto& [resource, loan] : std::exchange(loans, {}))
-        expect(!loan.out, loan.kind + " never returned");
+        expect(!loan.out, loan.kind, " never returned");
 }
 
 void journal::add(const std::string& call) {

@@ -20,7 +20,7 @@
 
 // What is found wrong beside what a text says; may be called from any thread.
 void complain(const std::string& text);
-void expect(bool holds, const std::string& complaint);
+void expect(bool holds, std::string_view complaint, std::string_view about = {});
 std::vector<std::string> takeComplaints();
 
 // How a function tells its caller of a failure: by its result alone, or by a result and the last error.

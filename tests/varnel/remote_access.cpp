@@ -12,7 +12,7 @@ constexpr DWORD connSize = 696, entryNameSize = 532, entrySize = 2088, dialParam
                 statusSize = 288, pppIpSize = 48;
 
 void expectSize(DWORD size, DWORD expected) {
-    expect(size == expected, fmt::format("a record of {} bytes instead of {}", size, expected));
+    expect(size == expected, "a record of another size than the service's");
 }
 
 std::string bookNamed(LPCSTR phoneBook) {
@@ -34,7 +34,7 @@ void notify(HRASCONN handle, RASCONNSTATE state, DWORD error, DWORD extended, DW
     const auto function = reinterpret_cast<RASDIALFUNC2>(notifier);
     try {
         expect(function(id, 1, handle, WM_RASDIALEVENT, state, error, extended) == goesOn,
-               fmt::format("the notifier gives the wrong answer to state {}", +state));
+               "the notifier gives the wrong answer to state ", std::to_string(state));
     } catch (...) {
         complain("an exception passed from the notifier into the service");
     }
