@@ -111,7 +111,7 @@ void SituationFile::take(const std::string& line) {
         situations.back().steps = {{text, common.operation, {}, std::exchange(written, "")}};
     } else if (keyword == "=>") {
         const std::vector<std::string> fields = pieces(text, '|');
-        for (std::size_t i = 0; i < fields.size(); ++i)
+        for (std::size_t i = 0; i < std::min(fields.size(), situation.sections.size()); ++i)
             if (fields[i] != "-")
                 steps.at(0).expected[situation.sections.at(i).name] = fields[i];
     } else if (isExpectation) {
