@@ -105,7 +105,7 @@ bool RecordFile::put(const std::string& line) {
         sink->log({spdlog::string_view_t(), spdlog::level::off, line});
         sink->flush();
         return true;
-    } catch (const spdlog::spdlog_ex&) {
+    } catch (const std::exception&) { // of spdlog, or for want of memory: its file may be closed by now
         sink.reset();
         return false;
     }
