@@ -84,9 +84,12 @@ bool countDown(std::string& text, std::string_view word) {
 
 std::vector<std::string> pieces(std::string_view text, char separator) {
     std::vector<std::string> all;
-    for (const auto part : std::views::split(text, separator))
-        if (const std::string piece = boost::trim_copy(std::string(part.begin(), part.end())); !piece.empty())
+    while (!text.empty()) {
+        const std::size_t end = std::min(text.find(separator), text.size());
+        if (const std::string piece = boost::trim_copy(std::string(text.substr(0, end))); !piece.empty())
             all.push_back(piece);
+        text.remove_prefix(std::min(end + 1, text.size()));
+    }
     return all;
 }
 

@@ -26,23 +26,14 @@ struct Usual {
     Outcome first, second;
 };
 
-// Whether the failure came about at all.
-bool disturb(const Usual& usual, const Fault& fault, char mark) {
-    const auto& [situation, before, step, first, second] = usual;
-    const auto& [import, nth, lasting, number] = fault;
-    report::begin(fmt::format("{}: {}, {}, {} #{}{} fails with {}", situation.name, step.operation,
-                              step.course, import->name, nth, lasting ? " on" : "", number));
-    Run run(situation, Run::coarsePoll, before);
-    const Outcome came = run.perform(step, {fault});
-    if (import->calls < nth)
-        return false;
-    run.computer.dials.clear();
-    const Outcome next = run.perform({"", step.operation});
-    const Outcome fresh = Run(situation, Run::coarsePoll, before).perform(step);
-
-    const std::string code = std::to_string(number), left = joined(came.lines.at("left"), "; ");
+// What is not as it must be, whatever the failure was.
+std::vector<std::string> judge(const Usual& usual, const Fault& fault, char mark, const Outcome& came,
+                               bool mayDiffer) {
+    const Situation& situation = usual.situation;
+    const auto& usualLines = usual.first.lines;
+    const std::string code = std::to_string(fault.code), left = joined(came.lines.at("left"), "; ");
     const auto isStrange = [&](const std::string& id) {
-        return !id.starts_with("Node") && !isAmong(first.lines.at("told"), id);
+        return !id.starts_with("Node") && !isAmong(usualLines.at("told"), id);
     };
     const auto tells = [&](const std::string& line) {
         if (line.starts_with('3'))
@@ -52,40 +43,59 @@ bool disturb(const Usual& usual, const Fault& fault, char mark) {
                    : line.ends_with(code) || has(line, code + " ") || line.ends_with("4294967295");
     };
     const auto isNews = [&](const std::string& line) {
-        return line.starts_with('2') && !isAmong(first.lines.at("log"), line);
+        return line.starts_with('2') && !isAmong(usualLines.at("log"), line);
     };
     const auto isLogged = [&](const auto& what) {
         return LOG::level < 2 || std::ranges::any_of(came.lines.at("log"), what);
     };
-    std::string course = step.course;
+    std::string course = usual.step.course;
     replaceAll(course, ",", " ");
     const bool throws = came.result == "throws";
-    // Another road than the usual one may be taken after an answer, where the text says so, and where the
-    // course has failures already.
-    const bool mayDiffer =
-        mark == answer || situation.may(import->name) || has("; " + step.course, "; fails ");
-    const bool hostMayHearOfAll = step.operation == "clean" || step.operation.starts_with("init");
+    const bool hostMayHearOfAll = usual.step.operation == "clean" || usual.step.operation.starts_with("init");
     const std::pair<bool, std::string> rules[] = {
-        {!throws || import->throws, "it throws"},
+        {!throws || fault.import->throws, "it throws"},
         {!came.passwordLeft, "the password is left in memory"},
         {situation.may("strangers") || !has(left, "stranger"), "a stranger is touched: " + left},
         {hostMayHearOfAll || std::ranges::none_of(came.lines.at("told"), isStrange),
          "the host is told of another peer"},
         {mayDiffer || throws || mark == silent || isLogged(tells), "the log does not tell of it"},
-        {mayDiffer || throws || came.result == first.result || came.result == code ||
+        {mayDiffer || throws || came.result == usual.first.result || came.result == code ||
              isAmong(ownResults, came.result) || isAmong(words(course), came.result),
          "the result is " + came.result},
-        {mayDiffer || came.result != first.result || came.lines.at("left") == first.lines.at("left") ||
+        {mayDiffer || came.result != usual.first.result || came.lines.at("left") == usualLines.at("left") ||
              isLogged(isNews),
-         "the usual result, but another state: " + left},
-        {next.offences.empty(), "the next one: " + joined(next.offences, ", ")},
-        {mayDiffer || next.result == first.result || next.result == second.result,
-         "the next one gives " + next.result},
-        {fresh.sections == first.sections, "on a fresh computer it goes another way afterwards"}};
+         "the usual result, but another state: " + left}};
     std::vector<std::string> offences = came.offences;
     for (const auto& [holds, rule] : rules)
         if (!holds)
             offences.push_back(rule);
+    return offences;
+}
+
+// Whether the failure came about at all.
+bool disturb(const Usual& usual, const Fault& fault, char mark) {
+    const Situation& situation = usual.situation;
+    const Step& step = usual.step;
+    report::begin(fmt::format("{}: {}, {}, {} #{}{} fails with {}", situation.name, step.operation,
+                              step.course, fault.import->name, fault.nth, fault.lasting ? " on" : "",
+                              fault.code));
+    Run run(situation, Run::coarsePoll, usual.before);
+    const Outcome came = run.perform(step, {fault});
+    if (fault.import->calls < fault.nth)
+        return false;
+    // Another road than the usual one may be taken after an answer, where the text says so, and where the
+    // course has failures already.
+    const bool mayDiffer =
+        mark == answer || situation.may(fault.import->name) || has("; " + step.course, "; fails ");
+    std::vector<std::string> offences = judge(usual, fault, mark, came, mayDiffer);
+    run.computer.dials.clear();
+    const Outcome next = run.perform({"", step.operation});
+    for (const std::string& offence : next.offences)
+        offences.push_back("the next one: " + offence);
+    if (!mayDiffer && next.result != usual.first.result && next.result != usual.second.result)
+        offences.push_back("the next one gives " + next.result);
+    if (Run(situation, Run::coarsePoll, usual.before).perform(step).sections != usual.first.sections)
+        offences.push_back("on a fresh computer it goes another way afterwards");
     report::end(offences);
     return true;
 }

@@ -51,7 +51,7 @@ struct Fault {
 
 // The failures of the present play.
 namespace faults {
-void plan(std::vector<Fault> planned); // and counts all imports' calls anew
+void plan(std::vector<Fault> faults); // and counts all imports' calls anew
 // The code with which this call is to fail, if it is.
 std::optional<DWORD> strikes(Import& import);
 } // namespace faults

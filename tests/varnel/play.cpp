@@ -53,6 +53,24 @@ std::string difference(const std::string& expected, const std::string& came) {
     return place != nullptr && std::equal(password.begin(), password.end(), place);
 }
 
+std::string stateNames(long first, long last) {
+    std::vector<std::string> names;
+    for (long state = first; state <= last; ++state)
+        names.push_back(privates::getStateString(static_cast<RASCONNSTATE>(state)));
+    return joined(names, "; ");
+}
+
+bool init(const std::vector<std::string>& said, std::vector<std::string>& says) {
+    const auto has = [&](const char* word) { return std::ranges::count(said, word) != 0; };
+    std::wstring message = L"of an earlier call";
+    const bool ready = VARNEL::init(privates::pptpsrvDialDownCallback, has("kestrin"), has("ombrel"),
+                                    has("any"), has("client"), has("disable"), message);
+    std::string text = unicode2utf8(message);
+    replaceAll(text, "\r\n", "\x1F"); // between lines
+    says = pieces(text, '\x1F');
+    return ready;
+}
+
 void operate(const std::string& operation, Outcome& outcome) {
     using namespace privates;
     using fmt::format, fmt::to_string;
@@ -67,22 +85,8 @@ void operate(const std::string& operation, Outcome& outcome) {
     const auto dial = [&](auto function) {
         return to_string(function(id, password, has("public"), has("encrypted"), address));
     };
-    const auto init = [&] {
-        std::wstring message = L"of an earlier call";
-        const bool ready = VARNEL::init(pptpsrvDialDownCallback, has("kestrin"), has("ombrel"), has("any"),
-                                        has("client"), has("disable"), message);
-        std::string says = unicode2utf8(message);
-        replaceAll(says, "\r\n", "\x1F"); // between lines
-        outcome.lines["says"] = pieces(says, '\x1F');
-        return to_string(ready);
-    };
-    const auto states = [&] {
-        const auto all = std::views::iota(std::stol(said.at(1)), std::stol(said.at(2)) + 1);
-        const auto name = [](long state) { return getStateString(static_cast<RASCONNSTATE>(state)); };
-        return format("{}", fmt::join(all | std::views::transform(name), "; "));
-    };
     const std::map<std::string, std::function<std::string()>> known = {
-        {"init", init},
+        {"init", [&] { return to_string(init(said, outcome.lines["says"])); }},
         {"clean", [] { return VARNEL::clean(), "done"; }},
         {"dialUp", [&] { return dial(&VARNEL::dialUp); }},
         {"dialUp2", [&] { return dial(&dialUp2); }},
@@ -90,7 +94,7 @@ void operate(const std::string& operation, Outcome& outcome) {
         {"entryName", [&] { return format("\"{}\"", VARNEL::getCurrentEntryNameById(id)); }},
         {"isActive", [&] { return to_string(getEntryStatus(id)); }},
         {"active", [] { return format("\"{}\"", fmt::join(getAllActiveEntry(), ", ")); }},
-        {"states", states},
+        {"states", [&] { return stateNames(std::stol(said.at(1)), std::stol(said.at(2))); }},
         {"removePhoneBook", [&] { return to_string(removePhoneBook(id)); }},
         {"dialDownSameIp", [&] { return to_string(dialDownSameIp(address)); }},
         {"setLocation", [&] { return to_string(setLocation(id)); }},
@@ -126,8 +130,8 @@ std::string Run::meant(std::string text) const {
 }
 
 std::string Run::shown(std::string text) const {
-    for (const auto& [brief, full] : std::views::reverse(abbreviations))
-        replaceAll(text, full, brief);
+    for (auto pair = abbreviations.rbegin(); pair != abbreviations.rend(); ++pair)
+        replaceAll(text, pair->second, pair->first);
     return text;
 }
 

@@ -134,8 +134,9 @@ DWORD handOver(auto list, DWORD recordSize, RECORD* first, LPDWORD size, LPDWORD
 
 void answerForLists() {
     on<"RasEnumConnectionsA">([](LPRASCONNA first, LPDWORD size, LPDWORD count) {
-        return handOver(theComputer().connections | std::views::filter(&Connection::listed), connSize, first,
-                        size, count, &answers::show);
+        auto listed = theComputer().connections;
+        std::erase_if(listed, [](const Connection& connection) { return !connection.listed; });
+        return handOver(listed, connSize, first, size, count, &answers::show);
     });
     // Without a phonebook those of the user and of all users are listed, with their places.
     on<"RasEnumEntriesA">([](LPCSTR, LPCSTR phoneBook, LPRASENTRYNAMEA first, LPDWORD size, LPDWORD count) {

@@ -141,6 +141,7 @@ void playInThreads() {
                              .isBusyAtFirst = chance() % 8 == 0};
                 mine = &plan;
                 dialAskAndHangUp();
+                mine = nullptr;
             }
         };
         std::vector<std::jthread> threads;
