@@ -92,14 +92,14 @@ std::vector<Fault> someFailures() {
 
 } // namespace
 
-void answers::fill(char* field, std::size_t room, const std::string& truth) {
+void answers::fill(char* field, std::size_t room, const std::string& text) {
     const char filler = lie ? static_cast<char>(0xC0 + room % 31) : '\0';
-    const std::string text = lie && oneIn(2) ? anyText() : truth;
+    const std::string answer = lie && oneIn(2) ? anyText() : text;
     std::memset(field, filler, room);
     if (!lie || !oneIn(4))
-        text.copy(field, room);
-    if (lie && text.size() < room && !oneIn(3))
-        field[text.size()] = '\0';
+        answer.copy(field, room);
+    if (lie && answer.size() < room && !oneIn(3))
+        field[answer.size()] = '\0';
     longestOf[filler] = room;
     const std::string told(field, strnlen(field, room - 1));
     if (lie && room == MAX_PATH && CheckIdFormat(nullptr, told, nullptr, nullptr, nullptr))

@@ -2,8 +2,6 @@
 
 #include "privates.h"
 
-#include <ranges>
-
 namespace {
 
 // What a text says for short, and what it means by that.
@@ -75,9 +73,10 @@ void operate(const std::string& operation, Outcome& outcome) {
         return to_string(ready);
     };
     const auto states = [&] {
-        const auto all = std::views::iota(std::stol(said.at(1)), std::stol(said.at(2)) + 1);
-        const auto name = [](long state) { return getStateString(static_cast<RASCONNSTATE>(state)); };
-        return format("{}", fmt::join(all | std::views::transform(name), "; "));
+        std::vector<std::string> names;
+        for (long state = std::stol(said.at(1)); state <= std::stol(said.at(2)); ++state)
+            names.push_back(getStateString(static_cast<RASCONNSTATE>(state)));
+        return joined(names, "; ");
     };
     const std::map<std::string, std::function<std::string()>> known = {
         {"init", init},
@@ -123,8 +122,8 @@ std::string Run::meant(std::string text) const {
 }
 
 std::string Run::shown(std::string text) const {
-    for (const auto& [brief, full] : std::views::reverse(abbreviations))
-        replaceAll(text, full, brief);
+    for (auto last = abbreviations.rbegin(); last != abbreviations.rend(); ++last)
+        replaceAll(text, last->second, last->first);
     return text;
 }
 
