@@ -51,6 +51,13 @@ std::string difference(const std::string& expected, const std::string& came) {
     return place != nullptr && std::equal(password.begin(), password.end(), place);
 }
 
+std::string stateNames(long first, long last) {
+    std::vector<std::string> names;
+    for (long state = first; state <= last; ++state)
+        names.push_back(privates::getStateString(static_cast<RASCONNSTATE>(state)));
+    return joined(names, "; ");
+}
+
 void operate(const std::string& operation, Outcome& outcome) {
     using namespace privates;
     using fmt::format, fmt::to_string;
@@ -72,12 +79,6 @@ void operate(const std::string& operation, Outcome& outcome) {
         replaceAll(outcome.lines["says"].emplace_back(unicode2utf8(message)), "\r\n", " / ");
         return to_string(ready);
     };
-    const auto states = [&] {
-        std::vector<std::string> names;
-        for (long state = std::stol(said.at(1)); state <= std::stol(said.at(2)); ++state)
-            names.push_back(getStateString(static_cast<RASCONNSTATE>(state)));
-        return joined(names, "; ");
-    };
     const std::map<std::string, std::function<std::string()>> known = {
         {"init", init},
         {"clean", [] { return VARNEL::clean(), "done"; }},
@@ -87,7 +88,7 @@ void operate(const std::string& operation, Outcome& outcome) {
         {"entryName", [&] { return format("\"{}\"", VARNEL::getCurrentEntryNameById(id)); }},
         {"isActive", [&] { return to_string(getEntryStatus(id)); }},
         {"active", [] { return format("\"{}\"", fmt::join(getAllActiveEntry(), ", ")); }},
-        {"states", states},
+        {"states", [&] { return stateNames(std::stol(said.at(1)), std::stol(said.at(2))); }},
         {"dialDownSameIp", [&] { return to_string(dialDownSameIp(address)); }},
         {"setLocation", [&] { return to_string(setLocation(id)); }},
         {"chgWanEndPoints", [] { return to_string(chgWanEndPoints()); }},
