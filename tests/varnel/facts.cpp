@@ -71,8 +71,10 @@ bool says(std::string_view text, std::string_view word) {
 
 unsigned long numberAfter(std::string_view text, std::string_view word, unsigned long otherwise) {
     const std::vector<std::string> said = words(text);
-    const auto found = std::ranges::find(said, word);
-    return found == said.end() ? otherwise : std::stoul(*(found + 1));
+    for (std::size_t i = 0; i + 1 < said.size(); ++i)
+        if (said[i] == word)
+            return std::stoul(said[i + 1]);
+    return otherwise;
 }
 
 bool countDown(std::string& text, std::string_view word) {

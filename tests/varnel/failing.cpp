@@ -26,15 +26,27 @@ struct Usual {
     Outcome first, second;
 };
 
-// What is not as it must be, whatever the failure was.
-std::vector<std::string> judge(const Usual& usual, const Fault& fault, char mark, const Outcome& came,
-                               bool mayDiffer) {
-    const Situation& situation = usual.situation;
-    const auto& usualLines = usual.first.lines;
-    const std::string code = std::to_string(fault.code), left = joined(came.lines.at("left"), "; ");
+// The rules, and whether what came keeps them.
+using Rules = std::vector<std::pair<bool, std::string>>;
+
+// What holds always.
+Rules general(const Usual& usual, const Import& failed, const Outcome& came) {
+    const Step& step = usual.step;
     const auto isStrange = [&](const std::string& id) {
-        return !id.starts_with("Node") && !isAmong(usualLines.at("told"), id);
+        return !id.starts_with("Node") && !isAmong(usual.first.lines.at("told"), id);
     };
+    const bool mayTellAll = step.operation == "clean" || step.operation.starts_with("init");
+    const std::string left = joined(came.lines.at("left"), "; ");
+    return {{came.result != "throws" || failed.throws, "it throws"},
+            {!came.passwordLeft, "the password is left in memory"},
+            {usual.situation.may("strangers") || !has(left, "stranger"), "a stranger is touched: " + left},
+            {mayTellAll || std::ranges::none_of(came.lines.at("told"), isStrange),
+             "the host is told of another peer"}};
+}
+
+// What holds when the library takes no other road than the usual one.
+Rules particular(const Usual& usual, const std::string& code, char mark, const Outcome& came) {
+    const Outcome& first = usual.first;
     const auto tells = [&](const std::string& line) {
         if (line.starts_with('3'))
             return false;
@@ -43,59 +55,51 @@ std::vector<std::string> judge(const Usual& usual, const Fault& fault, char mark
                    : line.ends_with(code) || has(line, code + " ") || line.ends_with("4294967295");
     };
     const auto isNews = [&](const std::string& line) {
-        return line.starts_with('2') && !isAmong(usualLines.at("log"), line);
+        return line.starts_with('2') && !isAmong(first.lines.at("log"), line);
     };
     const auto isLogged = [&](const auto& what) {
         return LOG::level < 2 || std::ranges::any_of(came.lines.at("log"), what);
     };
     std::string course = usual.step.course;
     replaceAll(course, ",", " ");
-    const bool throws = came.result == "throws";
-    const bool hostMayHearOfAll = usual.step.operation == "clean" || usual.step.operation.starts_with("init");
-    const std::pair<bool, std::string> rules[] = {
-        {!throws || fault.import->throws, "it throws"},
-        {!came.passwordLeft, "the password is left in memory"},
-        {situation.may("strangers") || !has(left, "stranger"), "a stranger is touched: " + left},
-        {hostMayHearOfAll || std::ranges::none_of(came.lines.at("told"), isStrange),
-         "the host is told of another peer"},
-        {mayDiffer || throws || mark == silent || isLogged(tells), "the log does not tell of it"},
-        {mayDiffer || throws || came.result == usual.first.result || came.result == code ||
-             isAmong(ownResults, came.result) || isAmong(words(course), came.result),
+    return {
+        {mark == silent || isLogged(tells), "the log does not tell of it"},
+        {came.result == first.result || came.result == code || isAmong(ownResults, came.result) ||
+             isAmong(words(course), came.result),
          "the result is " + came.result},
-        {mayDiffer || came.result != usual.first.result || came.lines.at("left") == usualLines.at("left") ||
-             isLogged(isNews),
-         "the usual result, but another state: " + left}};
-    std::vector<std::string> offences = came.offences;
-    for (const auto& [holds, rule] : rules)
-        if (!holds)
-            offences.push_back(rule);
-    return offences;
+        {came.result != first.result || came.lines.at("left") == first.lines.at("left") || isLogged(isNews),
+         "the usual result, but another state: " + joined(came.lines.at("left"), "; ")}};
 }
 
 // Whether the failure came about at all.
 bool disturb(const Usual& usual, const Fault& fault, char mark) {
-    const Situation& situation = usual.situation;
-    const Step& step = usual.step;
+    const auto& [situation, before, step, first, second] = usual;
+    const auto& [import, nth, lasting, number] = fault;
     report::begin(fmt::format("{}: {}, {}, {} #{}{} fails with {}", situation.name, step.operation,
-                              step.course, fault.import->name, fault.nth, fault.lasting ? " on" : "",
-                              fault.code));
-    Run run(situation, Run::coarsePoll, usual.before);
+                              step.course, import->name, nth, lasting ? " on" : "", number));
+    Run run(situation, Run::coarsePoll, before);
     const Outcome came = run.perform(step, {fault});
-    if (fault.import->calls < fault.nth)
+    if (import->calls < nth)
         return false;
-    // Another road than the usual one may be taken after an answer, where the text says so, and where the
-    // course has failures already.
+    // Another road may be taken after an answer, where the text says so, and where the course has failures.
     const bool mayDiffer =
-        mark == answer || situation.may(fault.import->name) || has("; " + step.course, "; fails ");
-    std::vector<std::string> offences = judge(usual, fault, mark, came, mayDiffer);
+        mark == answer || situation.may(import->name) || has("; " + step.course, "; fails ");
+    std::vector<std::string> offences = came.offences;
+    const auto keep = [&](const Rules& rules) {
+        for (const auto& [holds, rule] : rules)
+            if (!holds)
+                offences.push_back(rule);
+    };
+    keep(general(usual, *import, came));
+    if (!mayDiffer && came.result != "throws")
+        keep(particular(usual, std::to_string(number), mark, came));
     run.computer.dials.clear();
     const Outcome next = run.perform({"", step.operation});
-    for (const std::string& offence : next.offences)
-        offences.push_back("the next one: " + offence);
-    if (!mayDiffer && next.result != usual.first.result && next.result != usual.second.result)
-        offences.push_back("the next one gives " + next.result);
-    if (Run(situation, Run::coarsePoll, usual.before).perform(step).sections != usual.first.sections)
-        offences.push_back("on a fresh computer it goes another way afterwards");
+    const Outcome fresh = Run(situation, Run::coarsePoll, before).perform(step);
+    keep({{next.offences.empty(), "the next one: " + joined(next.offences, ", ")},
+          {mayDiffer || next.result == first.result || next.result == second.result,
+           "the next one gives " + next.result},
+          {fresh.sections == first.sections, "on a fresh computer it goes another way afterwards"}});
     report::end(offences);
     return true;
 }

@@ -77,8 +77,10 @@ void operate(const std::string& operation, Outcome& outcome) {
     const std::vector<std::string> said = words(operation);
     const auto has = [&](const char* word) { return std::ranges::count(said, word) != 0; };
     const auto after = [&](const char* word, const std::string& otherwise) {
-        const auto found = std::ranges::find(said, word);
-        return found == said.end() ? otherwise : *(found + 1);
+        for (std::size_t i = 0; i + 1 < said.size(); ++i)
+            if (said[i] == word)
+                return said[i + 1];
+        return otherwise;
     };
     const std::string id = said.size() > 1 ? said[1] : "", password = after("password", "secret");
     const DWORD address = ntohl(inet_addr(after("at", "10.0.0.1").c_str()));
