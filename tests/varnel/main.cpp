@@ -8,15 +8,19 @@ constexpr char help[] = "usage: situations_test written|failing|lying|threads FI
                         "VARNEL_ACCEPT=1 writes what came, when played as written, into the files; "
                         "VARNEL_SEED=N says how to lie; VARNEL_SOAK=1 disturbs for longer";
 
+// What each thread is at, and since when.
+struct Present {
+    std::string run;
+    std::chrono::steady_clock::time_point begun;
+};
 std::recursive_mutex presentLock;
-std::string present = "the beginning";
-auto begun = std::chrono::steady_clock::now();
+std::map<DWORD, Present> presents;
 constexpr std::chrono::seconds patience{20};
 
 // Ends the program, when a run crashes or does not return.
-LONG giveUp(const char* what) {
+LONG giveUp(const char* what, DWORD thread = GetCurrentThreadId()) {
     const std::scoped_lock locked(presentLock);
-    std::printf("%s: %s\ncases: 0 passed, 1 failed\n", present.c_str(), what);
+    std::printf("%s: %s\ncases: 0 passed, 1 failed\n", presents[thread].run.c_str(), what);
     std::fflush(stdout);
     TerminateProcess(GetCurrentProcess(), EXIT_FAILURE);
     return EXCEPTION_EXECUTE_HANDLER;
@@ -50,14 +54,15 @@ void playAll(const std::string& way, std::span<const std::string> paths) {
 void report::begin(const std::string& run) {
     const std::scoped_lock locked(presentLock);
     ++runs;
-    present = run;
-    begun = std::chrono::steady_clock::now();
+    presents[GetCurrentThreadId()] = {run, std::chrono::steady_clock::now()};
 }
 
 void report::end(const std::vector<std::string>& offences) {
     constexpr unsigned long mostShown = 20;
+    const std::scoped_lock locked(presentLock);
+    const std::string run = std::exchange(presents[GetCurrentThreadId()], {}).run;
     if (!offences.empty() && ++failed <= mostShown)
-        std::printf("%s\n    %s\n\n", present.c_str(), joined(offences, "\n    ").c_str());
+        std::printf("%s\n    %s\n\n", run.c_str(), joined(offences, "\n    ").c_str());
 }
 
 int main(int count, char** arguments) {
@@ -76,9 +81,9 @@ int main(int count, char** arguments) {
             playAll(said[0], {said.begin() + 1, said.end()});
         });
         while (playing.wait_for(std::chrono::milliseconds(200)) == std::future_status::timeout)
-            if (const std::scoped_lock locked(presentLock);
-                std::chrono::steady_clock::now() - begun > patience)
-                giveUp("has not returned");
+            for (const std::scoped_lock locked(presentLock); const auto& [thread, present] : presents)
+                if (!present.run.empty() && std::chrono::steady_clock::now() - present.begun > patience)
+                    giveUp("has not returned", thread);
         playing.get();
     } catch (const std::exception& reason) {
         report::end({reason.what()});

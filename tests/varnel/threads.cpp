@@ -107,14 +107,18 @@ void dialAskAndHangUp() {
     const DWORD expected = mine->isWaitedFor() ? mine->outcome : 0;
     const bool isUp = mine->isWaitedFor() && expected == 0;
     const std::string& peer = mine->peer;
+    report::begin(peer + " dialUp");
     if (const DWORD result = VARNEL::dialUp(peer, "secret", false, false, 1); result != expected)
         complain(fmt::format("a dial that ends with {} gives {}", expected, result));
     for (std::jthread& notifier : mine->notifiers)
         notifier.request_stop();
+    report::begin(peer + " getCurrentEntryNameById");
     if (VARNEL::getCurrentEntryNameById(peer).starts_with(peer + " #") != isUp)
         complain("another entry is given for a peer");
+    report::begin(peer + " dialDown");
     if (VARNEL::dialDown(peer) != isUp)
         complain("a hang-up has another result");
+    report::end({});
     const std::scoped_lock locked(worldLock());
     std::erase_if(theComputer().connections, &isMine);
 }
@@ -129,12 +133,11 @@ void playInThreads() {
         journal::wanted = Seen::none;
         privates::onlyClient = true; // clean() looks for no folders
         privates::callbackIdIndex = wrap - static_cast<long>(idsBeforeWrap);
-        const unsigned long enough = report::runs + 2 * idsBeforeWrap;
+        const unsigned long enough = report::runs + 6 * idsBeforeWrap;
         const auto end = std::chrono::steady_clock::now() + (soaks ? 30s : 2s);
         const auto live = [=](unsigned int number) {
             std::mt19937 chance(seed * 1'000 + number);
             for (int round = 0; std::chrono::steady_clock::now() < end || report::runs < enough; ++round) {
-                report::begin("many threads");
                 Plan plan = {.peer = fmt::format("node{}x{}", number, round),
                              .outcome = chance() % 2 == 0 ? 0 : 800 + static_cast<DWORD>(chance() % 100),
                              .timing = static_cast<Timing>(chance() % 5),
