@@ -36,6 +36,27 @@ std::string expectation(const Situation& situation, Step step) {
     return situation.isCase ? laidOut("  =>" + fields.substr(2)) : lines;
 }
 
+// Those of a line "only"; the result counts always.
+std::vector<Section> sectionsOf(const std::string& text) {
+    std::vector<Section> sections = {{"gives", {}}};
+    for (const std::string& section : pieces(text == "gives" ? "" : text, ';')) {
+        std::vector<std::string> all = words(section);
+        if (all[0] == "log" && section.find("Func2") == std::string::npos)
+            all.push_back("-rasDialFunc2:");
+        sections.push_back({all[0], {all.begin() + 1, all.end()}});
+    }
+    return sections;
+}
+
+std::map<std::string, std::string> expectedOf(const std::string& text, const std::vector<Section>& sections) {
+    std::map<std::string, std::string> expected;
+    const std::vector<std::string> fields = pieces(text, '|');
+    for (std::size_t i = 0; i < std::min(fields.size(), sections.size()); ++i)
+        if (fields[i] != "-")
+            expected[sections[i].name] = fields[i];
+    return expected;
+}
+
 } // namespace
 
 bool Section::counts(const std::string& line) const {
@@ -91,13 +112,7 @@ void SituationFile::take(const std::string& line) {
         for (const std::string& word : words(text))
             situation.remarks.insert(keyword + " " + word);
     } else if (keyword == "only") {
-        situation.sections = {{"gives", {}}}; // which counts always
-        for (const std::string& section : pieces(text == "gives" ? "" : text, ';')) {
-            std::vector<std::string> all = words(section);
-            if (all[0] == "log" && section.find("Func2") == std::string::npos)
-                all.push_back("-rasDialFunc2:");
-            situation.sections.push_back({all[0], {all.begin() + 1, all.end()}});
-        }
+        situation.sections = sectionsOf(text);
     } else if (keyword == "course") {
         course = text;
     } else if (keyword == "do") {
@@ -110,10 +125,7 @@ void SituationFile::take(const std::string& line) {
             written.insert(0, common.written);
         situations.back().steps = {{text, common.operation, {}, std::exchange(written, "")}};
     } else if (keyword == "=>") {
-        const std::vector<std::string> fields = pieces(text, '|');
-        for (std::size_t i = 0; i < std::min(fields.size(), situation.sections.size()); ++i)
-            if (fields[i] != "-")
-                steps.at(0).expected[situation.sections.at(i).name] = fields[i];
+        steps.at(0).expected = expectedOf(text, situation.sections);
     } else if (isExpectation) {
         steps.at(steps.size() - 1).expected[keyword] = text;
     } else {
