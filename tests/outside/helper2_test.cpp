@@ -183,59 +183,49 @@ TEST_CASE("The system's manager enables, starts, disables and stops a service") 
 }
 
 TEST_CASE("A service exists that is installed, even one that may not be opened") {
-    ModuleImports imports(helper2);
-    const auto exists = [] {
-        bool found = false;
-        IsServiceEnabled("Base", &found);
-        return found;
-    };
-    CHECK_FALSE(exists());
+    const Service base("Base");
+    bool missing = false, refused = false;
+    CHECK_FALSE(IsServiceEnabled("Missing", &missing));
     CHECK(GetLastError() == ERROR_SERVICE_DOES_NOT_EXIST);
-    const Service service("Base");
-    CHECK(exists());
-    imports.on("OpenServiceA", [](SC_HANDLE, const char*, DWORD) {
-        SetLastError(denied);
-        return SC_HANDLE{};
+    ModuleImports imports(helper2);
+    imports.on("OpenServiceA", [](SC_HANDLE manager, const char* name, DWORD) {
+        return OpenServiceA(manager, name, ACCESS_SYSTEM_SECURITY);
     });
-    CHECK(exists());
+    CHECK_FALSE(IsServiceEnabled("Base", &refused));
+    CHECK((refused && !missing));
 }
 
 TEST_CASE("The owner of a port is found: a listener before a connection, and nobody's passed over") {
-    std::vector<MIB_TCPROW_OWNER_PID> open{
+    const DWORD self = GetCurrentProcessId();
+    const std::vector<MIB_TCPROW_OWNER_PID> open{
+        {MIB_TCP_STATE_LISTEN, 0, htons(1723), 0, 0, 4},
         {MIB_TCP_STATE_ESTAB, 0, 0xABCD0000u | htons(1723), 0, 0, 12},
-        {MIB_TCP_STATE_TIME_WAIT, 0, htons(1723), 0, 0, 0},
-        {MIB_TCP_STATE_LISTEN, 0, htons(1724), 0, 0, 8},
-        {MIB_TCP_STATE_LISTEN, 0, htons(1725), 0, 0, GetCurrentProcessId()}};
+        {MIB_TCP_STATE_TIME_WAIT, 0, htons(1724), 0, 0, 0},
+        {MIB_TCP_STATE_ESTAB, 0, 0xABCD0000u | htons(1724), 0, 0, 8},
+        {MIB_TCP_STATE_TIME_WAIT, 0, htons(1724), 0, 0, 0},
+        {MIB_TCP_STATE_LISTEN, 0, htons(1725), 0, 0, self}};
     ModuleImports imports(helper2);
     imports.on("GetExtendedTcpTable",
                [&](MIB_TCPTABLE_OWNER_PID* table, DWORD* room, BOOL, ULONG family, TCP_TABLE_CLASS what,
                    ULONG) -> DWORD {
-                   if (family != AF_INET || what != TCP_TABLE_OWNER_PID_ALL)
-                       return ERROR_NOT_SUPPORTED;
                    const auto needed = static_cast<DWORD>(sizeof(DWORD) + open.size() * sizeof open[0]);
-                   if (std::exchange(*room, needed) < needed)
+                   if (family != AF_INET || what != TCP_TABLE_OWNER_PID_ALL ||
+                       std::exchange(*room, needed) < needed)
                        return ERROR_INSUFFICIENT_BUFFER;
                    table->dwNumEntries = static_cast<DWORD>(open.size());
                    std::ranges::copy(open, table->table);
                    return NO_ERROR;
                });
-    std::wstring name;
-    CHECK(GetPortOccupyProcessW(1723, name) == 12);
-    open.push_back({MIB_TCP_STATE_LISTEN, 0, htons(1723), 0, 0, 4});
-    CHECK(GetPortOccupyProcessW(1723, name) == 4);
-    CHECK(name == L"System");
-    CHECK(GetPortOccupyProcessW(1724, name) == 8);
-    CHECK(name == L"System");
-    CHECK(GetPortOccupyProcessW(1726, name) == 0);
-    CHECK(GetLastError() == ERROR_NOT_FOUND);
-    CHECK(name == L"");
-    const FailingCalls<fallible> failing(helper2);
-    failing.inTurn([&] {
-        name = L"old";
-        const DWORD owner = GetPortOccupyProcessW(1725, name);
+    const auto [port, owner, program] = GENERATE_COPY(table<unsigned short, DWORD, std::wstring>(
+        {{1723, 4, L"System"}, {1724, 8, L"System"}, {1725, self, L"helper2_test.exe"}, {1726, 0, L""}}));
+    FailingCalls<fallible>::inTurn([&, port = port, owner = owner, program = program] {
+        const FailingCalls<fallible> failing(helper2);
+        std::wstring name = L"old";
+        const DWORD found = GetPortOccupyProcessW(port, name);
         const DWORD code = GetLastError();
-        CHECK(owner == (failing.failed == "GetExtendedTcpTable" ? 0 : GetCurrentProcessId()));
-        CHECK((owner != 0 || code == failureCode));
-        CHECK(name == (failing.failed.empty() ? L"helper2_test.exe" : L""));
+        const bool all = failing.failed.empty(), listed = failing.failed != "GetExtendedTcpTable";
+        CHECK(found == (listed ? owner : 0));
+        CHECK((found != 0 || code == (all ? ERROR_NOT_FOUND : failureCode)));
+        CHECK(name == (all || found == 4 || found == 8 ? program : L""));
     });
 }

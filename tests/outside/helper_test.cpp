@@ -116,45 +116,43 @@ TEST_CASE("A file is one that exists and is no folder; its version is 0 without 
         const unsigned long long version = GetFileVersion(path);
         CHECK(version == (Failing::failed.empty() ? PRODUCT_VERSION : 0));
     });
-    VS_FIXEDFILEINFO fixed{VS_FFI_SIGNATURE, 0, 0x10002, 0x30004, 0, 0, 0, 0, 0, 0, 0, 0, 0};
-    UINT size = sizeof fixed;
+    using Row = std::tuple<DWORD, UINT, unsigned long long>;
+    const auto& [signature, size, version] =
+        GENERATE(Row{VS_FFI_SIGNATURE, 0, 0x0001'0002'0003'0004}, Row{VS_FFI_SIGNATURE, 1, 0}, Row{0, 0, 0});
+    VS_FIXEDFILEINFO fixed{signature, 0, 0x10002, 0x30004, 0, 0, 0, 0, 0, 0, 0, 0, 0};
     ModuleImports imports(helper);
-    imports.on("VerQueryValueA", [&](const void*, const char*, void** found, UINT* length) -> BOOL {
+    imports.on("VerQueryValueA", [&, missing = size](const void*, const char*, void** found, UINT* length) {
         *found = &fixed;
-        *length = size;
+        *length = sizeof fixed - missing;
         return TRUE;
     });
-    CHECK(GetFileVersion(path) == 0x0001'0002'0003'0004);
-    --size;
-    CHECK(GetFileVersion(path) == 0);
-    ++size;
-    fixed.dwSignature = 0;
-    CHECK(GetFileVersion(path) == 0);
+    CHECK(GetFileVersion(path) == version);
 }
 
 TEST_CASE("Windows' generation, width and language") {
-    ModuleImports imports(helper);
-    DWORD major = 0, minor = 0;
-    BYTE type = VER_NT_WORKSTATION;
-    imports.on("RtlGetVersion", [&](RTL_OSVERSIONINFOEXW* version) -> LONG {
-        if (version->dwOSVersionInfoSize == sizeof *version)
-            *version = {sizeof *version, major, minor, 0, 0, {}, 0, 0, 0, type, 0};
-        return 0;
-    });
-    std::string seen;
-    for (type = VER_NT_WORKSTATION; type <= VER_NT_SERVER; ++type)
-        for (major = 4; major <= 7; ++major)
-            for (minor = 0; minor <= 3; ++minor)
-                seen += IsWin2K() ? "2" : IsWinXP() ? "X" : IsWin6Plus() ? "6" : "-";
-    CHECK(seen == "----2XX-66666666----2X--66666666----2X--66666666");
+    RTL_OSVERSIONINFOEXW windows{};
     WORD processor = 0;
     LANGID language = 0;
+    ModuleImports imports(helper);
+    imports.on("RtlGetVersion", [&](RTL_OSVERSIONINFOEXW* version) -> LONG {
+        *version = windows;
+        return 0;
+    });
     imports.on("GetNativeSystemInfo", [&](SYSTEM_INFO* told) { told->wProcessorArchitecture = processor; });
     imports.on("GetSystemDefaultUILanguage", [&] { return language; });
-    std::string wide;
+    std::string seen;
+    for (windows.wProductType = VER_NT_WORKSTATION; windows.wProductType <= VER_NT_SERVER;
+         ++windows.wProductType)
+        for (const auto& [major, minor] : std::initializer_list<std::pair<DWORD, DWORD>>{
+                 {4, 0}, {5, 0}, {5, 1}, {5, 2}, {5, 3}, {6, 0}, {6, 1}, {10, 0}}) {
+            windows.dwMajorVersion = major;
+            windows.dwMinorVersion = minor;
+            seen += IsWin2K() ? "2" : IsWinXP() ? "X" : IsWin6Plus() ? "6" : "-";
+        }
+    CHECK(seen == "-2XX-666-2X--666-2X--666");
     for (; processor < 14; ++processor)
-        wide += GetIs64Os() ? "6" : "-";
-    CHECK(wide == "------6--6--6-"); // Itanium, x64 and ARM
+        seen += GetIs64Os() ? "6" : "-";
+    CHECK(seen.substr(24) == "------6--6--6-"); // Itanium, x64 and ARM
     for (; language < 0x1800; ++language)
         CHECK(IsChineseOs() == (language % 0x400 == LANG_CHINESE));
 }
