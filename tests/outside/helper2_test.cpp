@@ -113,9 +113,8 @@ TEST_CASE("What the service control manager tells decides what is done; a failin
             std::string calls;
             auto dependents = situation.dependents; // of the service that is asked for them next
             const auto tell = [&](SERVICE_STATUS* status) {
-                const auto& [state, hint, exitCode] =
-                    situation.states[std::min(told++, situation.states.size() - 1)];
-                *status = {program, state, 0, exitCode, 0, 0, hint};
+                const State& next = situation.states[std::min(told++, situation.states.size() - 1)];
+                *status = {program, next.state, 0, next.exitCode, 0, 0, next.hint};
                 return TRUE;
             };
             const auto answer = [&](const char* asked) {
@@ -162,12 +161,10 @@ TEST_CASE("What the service control manager tells decides what is done; a failin
 }
 
 TEST_CASE("The system's manager enables, starts, disables and stops a service") {
+    using Row = std::tuple<DWORD, DWORD, DWORD, DWORD>;
     const auto [type, start, mode, wanted] =
-        GENERATE(table<DWORD, DWORD, DWORD, DWORD>({{driver, disabled, 0, onDemand},
-                                                    {driver, disabled, 2, SERVICE_BOOT_START},
-                                                    {driver, onDemand, 2, onDemand},
-                                                    {program, disabled, 0, SERVICE_AUTO_START},
-                                                    {program, onDemand, 2, onDemand}}));
+        GENERATE(Row{driver, disabled, 0, onDemand}, Row{driver, disabled, 2, SERVICE_BOOT_START},
+                 Row{program, disabled, 0, SERVICE_AUTO_START}, Row{program, onDemand, 2, onDemand});
     const Service service("Base", start, type);
     CHECK(isEnabled() == (start != disabled));
     CHECK(EnableService("Base", mode) == (type == program)); // the image is no driver's
@@ -195,7 +192,6 @@ TEST_CASE("The owner of a port is found: a listener before a connection, and nob
     const std::vector<MIB_TCPROW_OWNER_PID> open{
         {MIB_TCP_STATE_LISTEN, 0, htons(1723), 0, 0, 4},
         {MIB_TCP_STATE_ESTAB, 0, 0xABCD0000u | htons(1723), 0, 0, 12},
-        {MIB_TCP_STATE_TIME_WAIT, 0, htons(1724), 0, 0, 0},
         {MIB_TCP_STATE_ESTAB, 0, 0xABCD0000u | htons(1724), 0, 0, 8},
         {MIB_TCP_STATE_TIME_WAIT, 0, htons(1724), 0, 0, 0},
         {MIB_TCP_STATE_LISTEN, 0, htons(1725), 0, 0, self}};

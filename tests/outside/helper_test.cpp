@@ -36,15 +36,9 @@ TEST_CASE("A name is a peer id, with or without a number; a private path takes t
         CHECK(partsOf(id + " #0123456789") == id + "|0123456789|" + id + " #0123456789");
         CHECK(privatePath("C:\\work", id.c_str(), "a.pbk") == "C:\\work\\" + id + "\\a.pbk");
     }
-    for (const auto& id : {""s,           "-a"s,      "_a"s,
-                           ".a"s,         "@a"s,      "a."s,
-                           "a@"s,         "a b"s,     "a "s,
-                           " a"s,         "a#"s,      "a\\b"s,
-                           "a/b"s,        "a:b"s,     "a\nb"s,
-                           "a\xC3\xA9z"s, "[a"s,      "{a"s,
-                           "`a"s,         "con"s,     "prn"s,
-                           "aux"s,        "NUL"s,     "Com1"s,
-                           "lpt9.x"s,     "con.x.y"s, std::string(129, 'a')}) {
+    for (const std::string id : {"",   "-a",  "_a",   ".a",  "@a",  "a.",   "a@",       "a b",    "a ",
+                                 " a", "a#",  "a\\b", "a/b", "a:b", "a\nb", "\xC3\xA9", "[a",     "{a",
+                                 "`a", "con", "prn",  "aux", "NUL", "Com1", "lpt9.x",   "con.x.y"}) {
         CHECK(partsOf(id) == "refused");
         CHECK(partsOf(id + " #1") == "refused");
         CHECK(privatePath("C:\\work", id.c_str(), "a.pbk") == "");
@@ -52,7 +46,7 @@ TEST_CASE("A name is a peer id, with or without a number; a private path takes t
     for (const char* name : {"a #", "a #x", "a#1", "a # 1", "a #1 ", "a #1 #2", "a #12345678901", "a\\b #1"})
         CHECK(partsOf(name) == "refused");
     CHECK(partsOf("AZ7 #012") == "az7|012|az7 #012");
-    CHECK(partsOf("a\0b"s) == "refused");
+    CHECK(partsOf("a\0b"s) + partsOf(std::string(129, 'a')) == "refusedrefused");
     const std::set<std::string> known{"Node7", "other"};
     CHECK(CheckIdFormat(&known, "nODE7 #012", nullptr, nullptr, nullptr));
     CHECK_FALSE(CheckIdFormat(&known, "stranger #1", nullptr, nullptr, nullptr));
@@ -100,7 +94,7 @@ TEST_CASE("The private path lies below the working folder, or is empty") {
     CHECK(privatePath(std::string(MAX_PATH - 5, 'x'), "n", "b").size() == MAX_PATH - 1);
     CHECK(privatePath(std::string(MAX_PATH - 4, 'x'), "n", "b") == "");
     CHECK(PathName2Name("C:\\drivers\\A.SYS") == "A.SYS");
-    CHECK(PathName2Name("A\\") + PathName2Name("") == "");
+    CHECK(PathName2Name("A\\") == "");
     CHECK(PathName2Name("C:\\\x95\\.sys") == "\x95\\.sys");
 }
 

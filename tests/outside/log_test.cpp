@@ -61,8 +61,12 @@ class LogCopy {
         std::ofstream(folder / "Log.ini") << "[log]\n" << settings;
         useFile(file);
         module = LoadLibraryW((folder / "Log.dll").c_str());
-        set(print, "_ZN3LOG5printEiPKclS1_z");
-        set(prints, "_ZN3LOG6printsEiPKclRKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE");
+        const auto find = [this](auto& function, const char* name) {
+            function = reinterpret_cast<std::remove_reference_t<decltype(function)>>(
+                reinterpret_cast<void*>(GetProcAddress(module, name)));
+        };
+        find(print, "_ZN3LOG5printEiPKclS1_z");
+        find(prints, "_ZN3LOG6printsEiPKclRKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE");
     }
     ~LogCopy() {
         FreeLibrary(module);
@@ -72,12 +76,6 @@ class LogCopy {
     HMODULE module;
     decltype(&LOG::print) print;
     decltype(&LOG::prints) prints;
-
-  private:
-    template<class POINTER>
-    void set(POINTER& pointer, const char* name) const {
-        pointer = reinterpret_cast<POINTER>(reinterpret_cast<void*>(GetProcAddress(module, name)));
-    }
 };
 
 } // namespace
@@ -124,11 +122,10 @@ TEST_CASE("The level is the environment's, else Log.ini's, else 2; what is above
 }
 
 TEST_CASE("The limits are those of Log.ini, within bounds, else 1 MiB and 5 files") {
+    using Row = std::tuple<const char*, std::size_t, int>;
     const auto [settings, kiB, files] =
-        GENERATE(table<const char*, std::size_t, int>({{"", 1024, 5},
-                                                       {"size=7\nfiles=3", 7, 3},
-                                                       {"size=x\nfiles=0", 1024, 1},
-                                                       {"size=0\nfiles=101", 1, 100}}));
+        GENERATE(Row{"", 1024, 5}, Row{"size=7\nfiles=3", 7, 3}, Row{"size=x\nfiles=0", 1024, 1},
+                 Row{"size=0\nfiles=101", 1, 100});
     const LogCopy log(settings);
     for (int i = 0; i <= 2 * files; ++i) // two fit into a file
         log.prints(1, "", 1, std::string(kiB * 512 - 60, 'x'));

@@ -19,7 +19,6 @@ class ModuleImports : public ImportTable {
     // `behaviour` is a lambda, which may refer to the test's variables.
     template<class BEHAVIOUR>
     void on(const char* name, const BEHAVIOUR& behaviour) {
-        INFO(name);
         REQUIRE(replace(name, functionOf(behaviour, &BEHAVIOUR::operator())));
     }
 
