@@ -22,13 +22,21 @@ namespace fs = std::filesystem;
 using namespace std::string_literals;
 
 constexpr Word minusOne = 0xFFFFFFFF;
-constexpr FallibleCall fallible[] = {{"GetEnvironmentVariableW"},  {"GetPrivateProfileStringW"},
-                                     {"GetModuleFileNameW"},       {"fwrite"},
-                                     {"MultiByteToWideChar"},      {"WideCharToMultiByte"},
-                                     {"SetHandleInformation"},     {"_wfsopen"},
-                                     {"_filelengthi64", ~Word{0}}, {"GetFileAttributesW", minusOne},
-                                     {"fflush", minusOne},         {"_wrename", minusOne},
-                                     {"_wremove", minusOne},       {"_wmkdir", minusOne}};
+constexpr FallibleCall fallible[] = {{"GetEnvironmentVariableW"},
+                                     {"GetPrivateProfileStringW"},
+                                     {"GetModuleFileNameW"},
+                                     {"fwrite"},
+                                     {"MultiByteToWideChar"},
+                                     {"WideCharToMultiByte"},
+                                     {"SetHandleInformation"},
+                                     {"_wfsopen"},
+                                     {"_filelengthi64", ~Word{0}},
+                                     {"GetFileAttributesW", minusOne},
+                                     {"fflush", minusOne},
+                                     {"_wrename", minusOne},
+                                     {"_wremove", minusOne},
+                                     {"_wmkdir", minusOne},
+                                     {allocation}};
 
 const fs::path folder = fs::temp_directory_path() / fmt::format("log_test.{}", GetCurrentProcessId());
 const fs::path file = folder / "my.log";

@@ -41,6 +41,7 @@ struct FallibleCall {
 };
 
 inline constexpr DWORD failureCode = 4712;
+inline constexpr std::string_view allocation = "_Znwy"; // operator new, which throws
 
 // Makes those calls of a module fail that the array CALLS has. Those that succeed spoil the last error.
 template<const auto& CALLS>
@@ -82,7 +83,7 @@ class FailingCalls : ImportTable {
         if (opens >= 0 && ++made == failing) {
             failed = name;
             SetLastError(failureCode);
-            return failure;
+            return name == allocation ? throw std::bad_alloc() : failure;
         }
         const Word result = real[ROW](a, b, c, d, e, f, g, h, i, j, k);
         if (result != failure) {
