@@ -7,7 +7,6 @@
 
 #include <winsock2.h>
 
-#include <boost/asio/ip/tcp.hpp>
 #include <fmt/format.h>
 
 #include <windows.h>
@@ -23,6 +22,8 @@
 #include <random>
 
 #include <shlwapi.h>
+
+#include <utility>
 
 namespace fs = std::filesystem;
 using Lines = std::vector<std::string>;
@@ -68,15 +69,25 @@ void setDriverVersion(const std::string& build) {
 }
 
 void holdPort(const std::string& held) {
-    static boost::asio::io_context network;
-    static boost::asio::ip::tcp::acceptor port(network);
-    port.close();
-    if (held == "held") {
-        port = {network, {boost::asio::ip::tcp::v4(), 1723}, false};
-        // Wine finds the owner of a socket only after the process has tried to transfer something.
-        port.non_blocking(true);
-        send(port.native_handle(), "x", 1, 0);
-    }
+    static SOCKET port = INVALID_SOCKET;
+    static const bool isStarted = [] {
+        WSADATA data;
+        return WSAStartup(MAKEWORD(2, 2), &data) == 0;
+    }();
+    if (isStarted && port != INVALID_SOCKET)
+        closesocket(std::exchange(port, INVALID_SOCKET));
+    if (held != "held")
+        return;
+    port = socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(1723);
+    u_long mode = 1;
+    if (bind(port, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
+        listen(port, 1) != 0 || ioctlsocket(port, static_cast<long>(FIONBIO), &mode) != 0)
+        throw std::runtime_error("TCP port 1723 cannot be held");
+    send(port, "x", 1,
+         0); // Wine finds the owner of a socket only after the process has tried to transfer something
 }
 
 const std::map<std::string, void (*)(const std::string&)> ownCommands = {

@@ -236,7 +236,7 @@ TEST_CASE("child", "[.]") {
         return TRUE;
     });
     LOG::prints(1, "child", 1, "one record");
-    for (int t = std::atoi(std::getenv("TAVIK_TEST_THREADS")); t > 0; --t)
+    for (int t = std::stoi(std::getenv("TAVIK_TEST_THREADS")); t > 0; --t)
         std::thread([] {
             for (;;)
                 LOG::prints(1, "child", 1, "next");
