@@ -236,7 +236,8 @@ TEST_CASE("child", "[.]") {
         return TRUE;
     });
     LOG::prints(1, "child", 1, "one record");
-    for (int t = std::stoi(std::getenv("TAVIK_TEST_THREADS")); t > 0; --t)
+    const char* const threads = std::getenv("TAVIK_TEST_THREADS");
+    for (int t = threads != nullptr ? std::stoi(threads) : 0; t > 0; --t)
         std::thread([] {
             for (;;)
                 LOG::prints(1, "child", 1, "next");

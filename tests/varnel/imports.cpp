@@ -47,7 +47,7 @@ constexpr char leftAlone[] =
     "InitializeCriticalSection IsDBCSLeadByteEx LeaveCriticalSection LocalFree MultiByteToWideChar "
     "TlsGetValue VirtualProtect VirtualQuery WideCharToMultiByte";
 
-bool isRunTime(const std::string& module) {
+[[maybe_unused]] bool isRunTime(const std::string& module) {
     return _stricmp(module.c_str(), "msvcrt.dll") == 0 || module.starts_with("lib");
 }
 
