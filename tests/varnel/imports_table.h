@@ -1,9 +1,8 @@
 // The table of imports, and of the functions and methods that the library finds at run time (no module).
 // Columns: how a failure is told; whether a transcript shows the call always, on demand or never; what is
-// lent
-// ("+kind"), used ("kind") or taken back ("-kind"); the codes that a failure plausibly has. A code is told in
-// the log, or the log has another line for it ("!"), or is silent ("~"), or is an answer after which the
-// library goes another way ("="). Every function here is there in Windows 5.2.
+// lent ("+kind"), used ("kind") or taken back ("-kind"); the codes that a failure plausibly has. A code is
+// told in the log, or the log has another line for it ("!"), or is silent ("~"), or is an answer after which
+// the library goes another way ("="). Every function here is there in Windows 5.2.
 #pragma once
 
 #include "outside/Helper.h"

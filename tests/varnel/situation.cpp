@@ -83,6 +83,9 @@ SituationFile::SituationFile(const std::string& path_) : path(path_) {
         } catch (const std::exception& reason) {
             throw std::runtime_error(path + ": " + line + ": " + reason.what());
         }
+    for (const Situation& situation : situations)
+        if (situation.steps.empty())
+            throw std::runtime_error(path + ": nothing is done in: " + situation.name);
 }
 
 void SituationFile::take(const std::string& line) {
