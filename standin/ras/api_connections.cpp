@@ -29,7 +29,7 @@ DWORD findConnection(HRASCONN handle, ConnectionRecord& record) {
 DWORD listConnections(std::vector<RASCONNA>& connections) {
     const Peers peers = currentPeers();
     const auto table = ConnectionTable::current();
-    if (!table || !peers.service.isRunning)
+    if (!table || !peers.isServiceUp())
         return ERROR_RASMAN_CANNOT_INITIALIZE;
     for (const ConnectionRecord& record : table->list(peers.service.listsDialing)) {
         RASCONNA& connection = connections.emplace_back();

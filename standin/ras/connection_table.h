@@ -1,8 +1,7 @@
 // The table of the computer's connections, shared by its processes.
 //
 // Nothing runs behind it: what time changes (a hang-up's end, a link that breaks) and the end of a dialling
-// process are taken into account whenever a record is looked at. Any thread may use it; each operation holds
-// a named mutex.
+// process count whenever a record is looked at. Any thread may use it; each operation holds a named mutex.
 #pragma once
 
 #include "standin/ras/connection_record.h"
@@ -62,12 +61,11 @@ class ConnectionTable {
     DWORD hangUp(HRASCONN handle, unsigned linger);
 
     std::optional<ConnectionRecord> find(HRASCONN handle);
-    // The connections that stand, in the order in which they came to; behind them, if wanted, those being
-    // dialled.
+    // The connections that stand, in the order in which they came to; then, if wanted, those being dialled.
     std::vector<ConnectionRecord> list(bool includesDialing);
 
   private:
-    struct Unmap {
+    struct ViewCloser {
         void operator()(ConnectionFile* view) const { UnmapViewOfFile(view); }
     };
 
@@ -86,7 +84,7 @@ class ConnectionTable {
 
     std::string name; // of the table's kernel objects
     Handle mutex;
-    std::unique_ptr<ConnectionFile, Unmap> file;
+    std::unique_ptr<ConnectionFile, ViewCloser> file;
     std::set<std::uint64_t> ownDials; // of this process, not hung up by it
 };
 

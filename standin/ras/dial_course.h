@@ -1,5 +1,4 @@
-// The course that a dial takes: the states it passes through, with the time that passes before each, to its
-// outcome.
+// The course that a dial takes: its states up to the outcome, with the time that passes before each.
 #pragma once
 
 #include "standin/ras/peers.h"

@@ -118,8 +118,10 @@ DWORD join(DialJob job, HRASCONN& handle) {
 DWORD dial(const DialRequest& request, HRASCONN& handle) {
     const Peers peers = currentPeers();
     const auto table = ConnectionTable::current();
-    if (!table || !peers.canConnect())
+    if (!table || !peers.isServiceUp())
         return ERROR_RASMAN_CANNOT_INITIALIZE;
+    if (!peers.mistake.empty())
+        return ERROR_BAD_CONFIGURATION;
     if (!peers.isFileThere)
         tellOnce(peersPath() + ": there is no such file, so no address can be reached");
     Entry entry;

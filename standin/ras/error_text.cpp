@@ -55,10 +55,9 @@ constexpr ErrorText errorTexts[] = {
     {ERROR_DIAL_ALREADY_IN_PROGRESS, "This connection is being dialled already."},
     {ERROR_BAD_ADDRESS_SPECIFIED, "The far side cannot be reached."},
     {ERROR_CONNECTION_REJECT, "The far side rejected the connection."},
-    {ERROR_AUTOMATIC_VPN_FAILED, "No tunnel to the server could be made. The server may be out of reach, or "
-                                 "something on the way may not let "
-                                 "tunnels through. If the server uses L2TP, the security parameters of this "
-                                 "computer may need attention."},
+    {ERROR_AUTOMATIC_VPN_FAILED,
+     "No tunnel to the server could be made. The server may be out of reach, or something on the way may not "
+     "let tunnels through. If the server uses L2TP, the security parameters of this computer may need attention."},
     {ERROR_VPN_DISCONNECT, "The connection to the server through the tunnel was interrupted."},
     {ERROR_CANNOT_DELETE, "An entry cannot be deleted while it is connected."},
 };

@@ -24,7 +24,7 @@ inline Handle owned(HANDLE handle) {
 // mutex guards here is written so that it makes sense at any moment.
 class MutexLock {
   public:
-    explicit MutexLock(HANDLE heldMutex) : mutex(heldMutex) {
+    explicit MutexLock(HANDLE wanted) : mutex(wanted) {
         const DWORD result = WaitForSingleObject(mutex, INFINITE);
         if (result != WAIT_OBJECT_0 && result != WAIT_ABANDONED)
             throw std::system_error(static_cast<int>(GetLastError()), std::system_category());

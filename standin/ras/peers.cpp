@@ -7,25 +7,18 @@
 #include <algorithm>
 #include <cstdio>
 #include <mutex>
-#include <optional>
 #include <set>
 
 namespace standin {
 namespace {
 
-std::optional<DWORD> startTypeOf(const std::string& service) {
-    const std::string key = "SYSTEM\\CurrentControlSet\\Services\\" + service;
-    DWORD startType = 0;
+// The system starts the connection manager for whoever calls, unless it is disabled or not installed.
+bool isManagerStartable() {
+    DWORD startType = SERVICE_DISABLED;
     DWORD size = sizeof startType;
-    const LSTATUS error =
-        RegGetValueA(HKEY_LOCAL_MACHINE, key.c_str(), "Start", RRF_RT_REG_DWORD, nullptr, &startType, &size);
-    return error == ERROR_SUCCESS ? std::optional(startType) : std::nullopt;
-}
-
-// A prefix that was never made into a computer with remote access has none of the services, and lacks none.
-bool isManagerUsable() {
-    const std::optional<DWORD> startType = startTypeOf("RasMan");
-    return startType ? *startType != SERVICE_DISABLED : !startTypeOf("RemoteAccess");
+    RegGetValueA(HKEY_LOCAL_MACHINE, "SYSTEM\\CurrentControlSet\\Services\\RasMan", "Start", RRF_RT_REG_DWORD,
+                 nullptr, &startType, &size);
+    return startType != SERVICE_DISABLED;
 }
 
 } // namespace
@@ -42,8 +35,8 @@ const Peer* Peers::find(const std::string& address) const {
     return peer == peers.end() ? nullptr : &*peer;
 }
 
-bool Peers::canConnect() const {
-    return mistake.empty() && service.isRunning && isManagerUsable();
+bool Peers::isServiceUp() const {
+    return service.isRunning && isManagerStartable();
 }
 
 void tellOnce(const std::string& text) {

@@ -62,8 +62,8 @@ struct Peers {
     bool isFileThere = true;
 
     const Peer* find(const std::string& address) const;
-    // Whether the service that keeps connections could do its work.
-    bool canConnect() const;
+    // Whether the service that keeps connections does its work.
+    bool isServiceUp() const;
 };
 
 // The present description, read afresh. A mistake in it is told.

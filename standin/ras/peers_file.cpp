@@ -1,5 +1,4 @@
-// Reading peers.ini. What is wrong in it is thrown as std::invalid_argument, in words for the person who
-// wrote it.
+// Reading peers.ini. What is wrong in it is thrown as std::invalid_argument, in words for its writer.
 #include "standin/ras/dial_course.h"
 #include "standin/ras/peers.h"
 #include "standin/ras/section_file.h"

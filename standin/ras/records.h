@@ -1,5 +1,4 @@
-// The records of the remote-access client: the one size of each that callers send, and the text in their
-// fields.
+// The records of the remote-access client: the one size of each that callers send, and their fields' text.
 //
 // The sizes are those of Windows 2000, which every later system takes. The toolchain's headers may have
 // longer records, whose front these are.

@@ -1,6 +1,6 @@
-// Text files of sections: "[name]" lines, each followed by "key=value" lines. Phonebooks and peers.ini are
-// such files. Windows' own functions for them take no account of letter case in keys, so that they would mix
-// up the keys "Device" and "DEVICE" of a phonebook, and write a file in place.
+// Text files of sections: "[name]" lines, each followed by "key=value" lines. Phonebooks and peers.ini are such
+// files. Windows' own functions for them take no account of letter case in keys, so that they would mix up the
+// keys "Device" and "DEVICE" of a phonebook, and write a file in place.
 #pragma once
 
 #include <windows.h>
@@ -41,10 +41,9 @@ struct SectionFile {
     Section* find(const std::string& name);
 };
 
-// Reads a file, whose lines may end in CR LF or LF; writes it with CR LF, and a blank line behind each
-// section. At every moment, a crash included, the file has its old content or the new one: it is written to a
-// second file beside it, flushed, and moved into place. The caller holds off other writers. Results are
-// Windows error codes.
+// Reads a file, whose lines may end in CR LF or LF; writes it with CR LF, and a blank line behind each section.
+// At every moment, a crash included, the file has its old content or the new one: it is written to a second
+// file beside it, flushed, and moved into place. The caller holds off other writers. Results are Windows codes.
 DWORD readSections(const std::string& path, SectionFile& file);
 DWORD writeSections(const std::string& path, const SectionFile& file);
 

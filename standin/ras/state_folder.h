@@ -1,5 +1,4 @@
-// Where the computer's remote-access state lies. The environment is asked each time, so a process may change
-// it.
+// Where the computer's remote-access state lies. The environment is asked each time: a process may change it.
 #pragma once
 
 #include <string>
@@ -7,12 +6,10 @@
 namespace standin {
 
 // The folder of the connection table and, unless said otherwise, peers.ini: environment variable
-// STANDIN_RAS_FOLDER, else StandinRas in the folder of data common to all users. Without a backslash at its
-// end.
+// STANDIN_RAS_FOLDER, else StandinRas in the folder of data common to all users. No backslash ends it.
 std::string stateFolder();
 
-// The file that describes the peers: environment variable STANDIN_RAS_PEERS, else peers.ini in the state
-// folder.
+// The file that describes the peers: environment variable STANDIN_RAS_PEERS, else the folder's peers.ini.
 std::string peersPath();
 
 // The phonebook of all users and that of the current user, whether or not they exist.

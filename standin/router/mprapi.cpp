@@ -4,6 +4,8 @@
 #include <cstdlib>
 #include <cstring>
 
+using namespace standin;
+
 namespace {
 
 constexpr DWORD portLevel = 1;
@@ -17,20 +19,20 @@ char adminHandle;
 char configurationHandle;
 
 DWORD connect(HANDLE* target, char& handle, DWORD errorWithoutTarget) {
-    if (target == nullptr)
+    if (!target)
         return errorWithoutTarget;
     *target = &handle;
     return ERROR_SUCCESS;
 }
 
 DWORD getPorts(Side side, DWORD level, LPBYTE* buffer) {
-    if (buffer == nullptr)
+    if (!buffer)
         return ERROR_INVALID_PARAMETER;
     if (level != portLevel)
         return ERROR_NOT_SUPPORTED;
     const MPR_SERVER_1 ports = readPorts(side);
     *buffer = static_cast<BYTE*>(std::malloc(sizeof ports)); // NOLINT(clang-analyzer-unix.MallocSizeof)
-    if (*buffer == nullptr)
+    if (!*buffer)
         return ERROR_NOT_ENOUGH_MEMORY;
     std::memcpy(*buffer, &ports, sizeof ports);
     return ERROR_SUCCESS;
@@ -49,7 +51,7 @@ DWORD checkPorts(const MPR_SERVER_1& ports) {
 DWORD setPorts(Side side, DWORD level, const BYTE* buffer) {
     if (level != portLevel)
         return ERROR_NOT_SUPPORTED;
-    if (buffer == nullptr)
+    if (!buffer)
         return ERROR_INVALID_PARAMETER;
     MPR_SERVER_1 ports;
     std::memcpy(&ports, buffer, sizeof ports);
@@ -68,12 +70,11 @@ extern "C" {
 
 // The system's header has names of its own. NOLINTBEGIN(readability-inconsistent-declaration-parameter-name)
 BOOL WINAPI MprAdminIsServiceRunning(LPWSTR) {
-    return routerRuns() ? TRUE : FALSE;
+    return routerRuns();
 }
 
 DWORD WINAPI MprAdminServerConnect(LPWSTR, MPR_SERVER_HANDLE* handle) {
-    return handle != nullptr && !routerRuns() ? unknownInterface
-                                              : connect(handle, adminHandle, invalidBinding);
+    return handle && !routerRuns() ? unknownInterface : connect(handle, adminHandle, invalidBinding);
 }
 
 void WINAPI MprAdminServerDisconnect(MPR_SERVER_HANDLE) {}

@@ -4,6 +4,7 @@
 
 #include <string>
 
+namespace standin {
 namespace {
 
 constexpr DWORD defaultCeiling = 1000;
@@ -11,7 +12,7 @@ constexpr DWORD defaultCeiling = 1000;
 std::string stateFolder() {
     char folder[MAX_PATH] = {};
     const DWORD length = GetEnvironmentVariableA("STANDIN_ROUTER_FOLDER", folder, sizeof folder);
-    if (length != 0 && length < sizeof folder)
+    if (length > 0 && length < sizeof folder)
         return folder;
     if (SHGetFolderPathA(nullptr, CSIDL_COMMON_APPDATA, nullptr, SHGFP_TYPE_CURRENT, folder) != S_OK)
         return {};
@@ -29,9 +30,9 @@ DWORD readNumber(const char* section, const char* key, DWORD unset) {
 }
 
 DWORD writeNumber(const char* section, const char* key, DWORD number) {
-    const BOOL written =
-        WritePrivateProfileStringA(section, key, std::to_string(number).c_str(), stateFile().c_str());
-    return written != FALSE ? ERROR_SUCCESS : GetLastError();
+    const std::string text = std::to_string(number);
+    return WritePrivateProfileStringA(section, key, text.c_str(), stateFile().c_str()) ? ERROR_SUCCESS
+                                                                                       : GetLastError();
 }
 
 const char* sectionOf(Side side) {
@@ -63,7 +64,9 @@ DWORD writePorts(Side side, const MPR_SERVER_1& ports) {
                   {"L2tpPorts", ports.dwNumL2tpPorts},
                   {"L2tpFlags", ports.dwL2tpPortFlags}};
     for (const auto& value : values)
-        if (const DWORD error = writeNumber(sectionOf(side), value.key, value.number))
+        if (const DWORD error = writeNumber(sectionOf(side), value.key, value.number); error != ERROR_SUCCESS)
             return error;
     return ERROR_SUCCESS;
 }
+
+} // namespace standin

@@ -6,12 +6,14 @@
 //   [running]       what the running router has: PptpPorts, PptpFlags, L2tpPorts, L2tpFlags
 //   [stored]        what it will start with
 //
-// The file lies in the folder named by the environment variable STANDIN_ROUTER_FOLDER, else in StandinRouter
-// below the folder of all users' application data.
+// The file lies in the folder that environment variable STANDIN_ROUTER_FOLDER names, else in StandinRouter in
+// the folder of data common to all users.
 #pragma once
 
 #include <windows.h>
 #include <mprapi.h>
+
+namespace standin {
 
 enum class Side { running, stored };
 
@@ -21,3 +23,5 @@ DWORD portCeiling();
 MPR_SERVER_1 readPorts(Side side);
 // 0, or the system's code when the file cannot be written.
 DWORD writePorts(Side side, const MPR_SERVER_1& ports);
+
+} // namespace standin

@@ -1,15 +1,21 @@
-// standin-service.exe: a Windows service that does nothing, so that a Wine prefix has the services of remote
-// access.
+// A Windows service that does nothing, so that a Wine prefix has the services of remote access.
 //
-//   standin-service.exe --install   installs TapiSrv and RasMan, to be started on demand, and RemoteAccess,
-//                                   disabled as on a computer that was never set up as a server
-//   standin-service.exe NAME        what the service control manager runs
+//   standin-service --install   installs those that are missing: TapiSrv and RasMan, to be started on demand, and
+//                               RemoteAccess, disabled as on a computer that was never set up as a server
+//   standin-service NAME        what the service control manager runs
 #include <windows.h>
 
 #include <cstdio>
+#include <memory>
 #include <string>
 
 namespace {
+
+struct ServiceCloser {
+    using pointer = SC_HANDLE;
+    void operator()(SC_HANDLE handle) const { CloseServiceHandle(handle); }
+};
+using ServiceHandle = std::unique_ptr<SC_HANDLE, ServiceCloser>;
 
 std::string serviceName;
 SERVICE_STATUS_HANDLE statusHandle;
@@ -35,7 +41,7 @@ DWORD WINAPI control(DWORD code, DWORD, void*, void*) {
 
 void WINAPI serviceMain(DWORD, char**) {
     statusHandle = RegisterServiceCtrlHandlerExA(serviceName.c_str(), control, nullptr);
-    if (statusHandle == nullptr)
+    if (!statusHandle)
         return;
     report(SERVICE_RUNNING);
     WaitForSingleObject(stopped, INFINITE);
@@ -46,35 +52,32 @@ bool install(SC_HANDLE manager, const char* name, DWORD startType) {
     char program[MAX_PATH] = {};
     GetModuleFileNameA(nullptr, program, sizeof program - 1);
     const std::string command = "\"" + std::string(program) + "\" " + name;
-    SC_HANDLE const service =
-        CreateServiceA(manager, name, name, SERVICE_ALL_ACCESS, SERVICE_WIN32_OWN_PROCESS, startType,
-                       SERVICE_ERROR_NORMAL, command.c_str(), nullptr, nullptr, nullptr, nullptr, nullptr);
-    const DWORD error = service != nullptr ? ERROR_SUCCESS : GetLastError();
-    if (service != nullptr)
-        CloseServiceHandle(service);
-    if (error != ERROR_SUCCESS && error != ERROR_SERVICE_EXISTS)
-        std::fprintf(stderr, "standin-service: cannot install %s, error %lu\n", name, error);
-    return error == ERROR_SUCCESS || error == ERROR_SERVICE_EXISTS;
+    const ServiceHandle service(CreateServiceA(manager, name, name, SERVICE_ALL_ACCESS,
+                                               SERVICE_WIN32_OWN_PROCESS, startType, SERVICE_ERROR_NORMAL,
+                                               command.c_str(), nullptr, nullptr, nullptr, nullptr, nullptr));
+    if (service || GetLastError() == ERROR_SERVICE_EXISTS)
+        return true;
+    std::fprintf(stderr, "standin-service: cannot install %s, error %lu\n", name, GetLastError());
+    return false;
 }
 
 int installAll() {
-    SC_HANDLE const manager = OpenSCManagerA(nullptr, nullptr, SC_MANAGER_CREATE_SERVICE);
-    if (manager == nullptr) {
+    const ServiceHandle manager(OpenSCManagerA(nullptr, nullptr, SC_MANAGER_CREATE_SERVICE));
+    if (!manager) {
         std::fprintf(stderr, "standin-service: no service control manager, error %lu\n", GetLastError());
         return 1;
     }
-    const bool installed = install(manager, "TapiSrv", SERVICE_DEMAND_START) &&
-                           install(manager, "RasMan", SERVICE_DEMAND_START) &&
-                           install(manager, "RemoteAccess", SERVICE_DISABLED);
-    CloseServiceHandle(manager);
-    return installed ? 0 : 1;
+    const bool areInstalled = install(manager.get(), "TapiSrv", SERVICE_DEMAND_START) &&
+                              install(manager.get(), "RasMan", SERVICE_DEMAND_START) &&
+                              install(manager.get(), "RemoteAccess", SERVICE_DISABLED);
+    return areInstalled ? 0 : 1;
 }
 
 int run(const char* name) {
     serviceName = name;
     stopped = CreateEventA(nullptr, TRUE, FALSE, nullptr);
     SERVICE_TABLE_ENTRYA table[] = {{serviceName.data(), serviceMain}, {nullptr, nullptr}};
-    return stopped != nullptr && StartServiceCtrlDispatcherA(table) != FALSE ? 0 : 1;
+    return stopped && StartServiceCtrlDispatcherA(table) ? 0 : 1;
 }
 
 } // namespace
