@@ -12,6 +12,16 @@
 #define HELPER2_API __declspec(dllimport)
 #endif
 
+// The modes of EnableService: a driver starts on demand, or as early as it can, with the kernel; a program
+// starts with Windows in both.
+inline constexpr unsigned long enableAsKindDoes = 0;
+inline constexpr unsigned long enableEarliest = 2;
+
+// Whether a process is Windows' own System process: the second on Windows 2000, the first since.
+constexpr bool isSystemProcess(unsigned long id) {
+    return id == 4 || id == 8;
+}
+
 extern "C" {
 
 // Whether the service `name` is installed and not disabled. `exists`, unless null, is set to true when it is
@@ -19,9 +29,8 @@ extern "C" {
 HELPER2_API bool IsServiceEnabled(const char* name, bool* exists);
 
 // Takes the service `name` out of the disabled state and starts it; true once it runs or was running.
-// `mode` is the start type that a disabled service gets: 0 lets the kind of service decide (a driver starts
-// on demand, a program with Windows), 2 asks for the earliest start that the kind knows (a driver with the
-// kernel, a program with Windows). A service that is not disabled keeps its start type. Waits at most 30 s.
+// `mode` is the start type that a disabled service gets. A service that is not disabled keeps its start type.
+// Waits at most 30 s.
 HELPER2_API bool EnableService(const char* name, unsigned long mode);
 
 // Disables the service `name`; a running one goes on until it is stopped.

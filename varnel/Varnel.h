@@ -2,9 +2,10 @@
 //
 // A host calls VARNEL::init once, then dialUp, dialDown and getCurrentEntryNameById from any of its threads,
 // and VARNEL::clean once at the end. init and clean must not overlap any other call. Narrow strings are in
-// the ANSI code page; IPv4 addresses are in host byte order, the first octet in the most significant byte. No
-// operation throws on its own; failures are results and log records. The library must be loaded together with
-// the run-time DLLs of the compiler that built it, since strings and lists cross its border.
+// the ANSI code page; IPv4 addresses are in host byte order, the first octet in the most significant byte.
+// Failures are results and log records. Two kinds of exception pass through to the host, with everything
+// released: what its own call-back throws, and std::bad_alloc. The library must be loaded together with the
+// run-time DLLs of the compiler that built it, since strings and lists cross its border.
 #pragma once
 
 #include <winsock2.h>
@@ -69,37 +70,46 @@ class VARNEL_API VARNEL {
         unsigned long ip;
     };
 
-    // Prepares the computer; blocks for as long as that takes, which shortly after boot may be minutes.
-    //   dialDownCallback      told the peer's id after each hang-up, on the thread that hung up; may be null
-    //   installKestrin        install the port-redirect driver (32-bit Windows only)
+    // Prepares the computer and hangs up the known peers, which are those with a folder in the working
+    // folder. Blocks for as long as that takes, which with many peers or shortly after boot may be minutes.
+    //   dialDownCallback      told the peer's id after each hang-up of a peer, connected or not, on the thread
+    //                         that hung up; may be null
+    //   installKestrin        no effect in a 64-bit process: the port-redirect driver is for 32-bit Windows
     //   installOmbrel         install the DNS-filter driver (before Windows 6 only)
     //   bindAnyAddress        test TCP port 1723 on every address, else on 127.0.0.1
-    //   onlyClient            the host only dials out; nothing is prepared for a server of its own
-    //   disableRemoteAccess   disable the RemoteAccess service before stopping it
+    //   onlyClient            the host only dials out: known peers, RemoteAccess and port 1723 are left alone
+    //   disableRemoteAccess   disable the RemoteAccess service instead of stopping it: it does not start
+    //                         again, but one that runs keeps running, and with it port 1723
     //   message               on a failure that the user must correct: what to tell the user, several lines
     // True when the host is ready.
     static bool init(void (*dialDownCallback)(const std::string&), bool installKestrin, bool installOmbrel,
                      bool bindAnyAddress, bool onlyClient, bool disableRemoteAccess, std::wstring& message);
 
-    // Ends the library's work: no call-back after it, stale entries removed.
+    // Ends the library's work: nothing is told to the host any more. Unless the host only dials out, the
+    // known peers are hung up and (before Windows 6) their entries and phonebooks removed.
     static void clean();
 
     // Connects to peer `id` at `ip` (0: 127.0.0.1), with `id` as the user name; blocks until the dial has
-    // ended. Calls for different peers may run at once. The entry goes into the peer's own phonebook, or into
-    // that of all users. `requireEncryption` demands MS-CHAP v2 and data encryption. 0 on success; ~0 when
-    // `id` or `password` is empty; 87 when the id is not a peer's, or one of the two does not fit the
-    // service's records (an entry name or a password of more than 256 characters); else the service's code.
+    // ended. Calls for different peers may run at once. The entry goes into the peer's own phonebook, in the
+    // peer's folder, which the host has made before; or into that of all users. `requireEncryption` demands
+    // MS-CHAP v2 and data encryption. 0 when the service reports no error, even at the end of the time limit;
+    // ~0 when `id` or `password` is empty; 87 when the id is not a peer's (at most 128 characters), the
+    // password does not fit the service's record (at most 256), or the entry could not be written, as without
+    // the peer's folder; else the service's code.
+    // Before Windows 6 a try that would dial a private entry once more ends with 756 instead: the hang-up
+    // before it has deleted the phonebook. The next try writes it anew.
     // From its first dial on the library stays loaded until the process ends: a dial that has run into its
     // time limit goes on in the service, which will still call the library.
     static DWORD dialUp(const std::string& id, const std::string& password, bool usePublicPhoneBook,
                         bool requireEncryption, DWORD ip);
 
     // Hangs up the connection of peer `id`, removes its entry and its phonebook (before Windows 6), and tells
-    // the host. True when a connection was found and hung up; the host is told either way, unless `id` is
-    // empty.
+    // the host. True when one of the first three connections that the service lists was the peer's and the
+    // service took the hang-up; the host is told either way, unless `id` is empty.
     static bool dialDown(const std::string& id);
 
-    // The name of the entry whose active connection serves peer `id`; empty when there is none.
+    // The name of the entry whose active connection serves peer `id`; empty when none of the first three that
+    // the service lists does.
     static std::string getCurrentEntryNameById(const std::string& id);
 
   private:
@@ -171,8 +181,9 @@ class VARNEL_API VARNEL {
     static void addKeepRasConnections();
 
     // The steps of the longer operations; each is defined in that operation's own source.
-    class DIALING;
-    class HANGING_UP;
-    class INITIALISATION;
-    class KESTRIN;
+    class Dialing;
+    class HangingUp;
+    class Initialisation;
+    class DriverFile;
+    class Kestrin;
 };

@@ -3,7 +3,7 @@
 #include "log_line.h"
 #include "outside/Helper.h"
 
-ACTIVE_CONNECTIONS::ACTIVE_CONNECTIONS(DWORD records, DWORD heapFlags)
+ActiveConnections::ActiveConnections(DWORD records, DWORD heapFlags)
     : room(records), block(HeapAlloc(GetProcessHeap(), heapFlags, std::size_t{records} * rasConnSize)) {
     if (block) {
         record(0).dwSize = rasConnSize;
@@ -18,6 +18,6 @@ ACTIVE_CONNECTIONS::ACTIVE_CONNECTIONS(DWORD records, DWORD heapFlags)
 
 // Records follow one another at the size that was asked for, which is less than that of the header's own
 // record.
-RASCONNA& ACTIVE_CONNECTIONS::record(DWORD index) {
+RASCONNA& ActiveConnections::record(DWORD index) {
     return *reinterpret_cast<RASCONNA*>(static_cast<char*>(block.get()) + std::size_t{index} * rasConnSize);
 }

@@ -4,14 +4,14 @@
 #include "ras_records.h"
 
 // The active connections as one enumeration by the service lists them.
-class ACTIVE_CONNECTIONS {
+class ActiveConnections {
   public:
     // Room for as many records as any computer has connections, or just for those that are ever examined.
     static constexpr DWORD ampleRoom = 256;
     static constexpr DWORD maxExamined = 3;
 
     // Asks the service, with room for `records` records; `heapFlags` as for HeapAlloc.
-    ACTIVE_CONNECTIONS(DWORD records, DWORD heapFlags);
+    ActiveConnections(DWORD records, DWORD heapFlags);
 
     // The service's code; 8 when there was no memory.
     DWORD error() const { return code; }
@@ -29,7 +29,7 @@ class ACTIVE_CONNECTIONS {
     RASCONNA& record(DWORD index);
 
     const DWORD room; // records
-    OWNER<HEAP_BLOCK> block;
+    Owner<HeapBlock> block;
     DWORD count = 0;
     DWORD code = ERROR_NOT_ENOUGH_MEMORY;
 };

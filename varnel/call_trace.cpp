@@ -2,13 +2,13 @@
 
 #include "log_line.h"
 
-CALL_TRACE::CALL_TRACE(const std::string& operation_, const std::string& arguments_, long line_, int level_)
+CallTrace::CallTrace(const std::string& operation_, const std::string& arguments_, long line_, int level_)
     : operation(operation_), file(logFile), arguments(arguments_), line(line_), level(level_),
       start(GetTickCount()) {
     LOG::print(level, file.c_str(), line, "==>>%s(%s)\n", operation.c_str(), arguments.c_str());
 }
 
-CALL_TRACE::~CALL_TRACE() {
+CallTrace::~CallTrace() {
     LOG::print(level, file.c_str(), line, "<<== %s(%s),period = %d(ms)\n", operation.c_str(),
                arguments.c_str(), static_cast<int>(GetTickCount() - start));
 }

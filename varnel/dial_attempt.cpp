@@ -13,13 +13,13 @@ namespace {
 constexpr DWORD notifierTypeRasDialFunc2 = 2;
 
 // An attempt is registered for as long as somebody waits for it; later notifications find nothing.
-class REGISTRATION {
+class Registration {
   public:
-    REGISTRATION(DIALUP_CALLBACK& registry_, unsigned int callbackId_)
+    Registration(DIALUP_CALLBACK& registry_, unsigned int callbackId_)
         : registry(registry_), callbackId(callbackId_), item(registry.addItem(callbackId)) {}
-    ~REGISTRATION() { registry.removeItem(callbackId); }
-    REGISTRATION(const REGISTRATION&) = delete;
-    REGISTRATION& operator=(const REGISTRATION&) = delete;
+    ~Registration() { registry.removeItem(callbackId); }
+    Registration(const Registration&) = delete;
+    Registration& operator=(const Registration&) = delete;
 
     const DIALUP_CALLBACK::ITEM& attempt() const { return *item; }
 
@@ -64,14 +64,14 @@ void logPppAddress(HRASCONN conn) {
 
 DWORD VARNEL::dialUp3(const std::string& phoneBook, RASDIALPARAMSA& dialParams, DWORD timeout,
                       HRASCONN* conn) {
-    const CALL_TRACE trace("VARNEL::dialUp3", "", __LINE__, 3);
+    const CallTrace trace("VARNEL::dialUp3", "", __LINE__, 3);
     stayLoaded();
     const long callbackId = getCallbackIdIndex();
     dialParams.dwCallbackId = static_cast<ULONG_PTR>(static_cast<LONG_PTR>(callbackId));
 
     DWORD result = 0;
     {
-        const REGISTRATION registration(callback, static_cast<unsigned int>(dialParams.dwCallbackId));
+        const Registration registration(callback, static_cast<unsigned int>(dialParams.dwCallbackId));
         result = RasDialA(nullptr, phoneBookArgument(phoneBook), &dialParams, notifierTypeRasDialFunc2,
                           reinterpret_cast<LPVOID>(&rasDialFunc2), conn);
         if (result == 0)

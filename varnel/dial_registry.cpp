@@ -9,15 +9,15 @@ namespace {
 // Holds the registry's lock for a scope. Waiting within the mutex takes an event, which the system may
 // refuse; the exception would end the host, since attempts are removed by a destructor. Nobody holds the lock
 // for long.
-class REGISTRY_LOCK {
+class RegistryLock {
   public:
-    explicit REGISTRY_LOCK(boost::recursive_mutex& mutex_) : mutex(mutex_) {
+    explicit RegistryLock(boost::recursive_mutex& mutex_) : mutex(mutex_) {
         while (!mutex.try_lock())
             Sleep(1);
     }
-    ~REGISTRY_LOCK() { mutex.unlock(); }
-    REGISTRY_LOCK(const REGISTRY_LOCK&) = delete;
-    REGISTRY_LOCK& operator=(const REGISTRY_LOCK&) = delete;
+    ~RegistryLock() { mutex.unlock(); }
+    RegistryLock(const RegistryLock&) = delete;
+    RegistryLock& operator=(const RegistryLock&) = delete;
 
   private:
     boost::recursive_mutex& mutex;
@@ -30,28 +30,28 @@ DIALUP_CALLBACK::ITEM::ITEM(unsigned int callbackId_)
       error2(0) {}
 
 DIALUP_CALLBACK::ITEM::~ITEM() {
-    const OWNER<KERNEL_OBJECT> closed(hEvent);
+    const Owner<KernelObject> closed(hEvent);
 }
 
 boost::shared_ptr<DIALUP_CALLBACK::ITEM> DIALUP_CALLBACK::addItem(unsigned int callbackId) {
-    const REGISTRY_LOCK locked(itemsLock);
+    const RegistryLock locked(itemsLock);
     boost::shared_ptr<ITEM> item(new ITEM(callbackId));
     items[callbackId] = item;
     return item;
 }
 
 boost::shared_ptr<DIALUP_CALLBACK::ITEM> DIALUP_CALLBACK::findItem(unsigned int callbackId) {
-    const REGISTRY_LOCK locked(itemsLock);
+    const RegistryLock locked(itemsLock);
     const auto found = items.find(callbackId);
     return found == items.end() ? boost::shared_ptr<ITEM>() : found->second;
 }
 
 void DIALUP_CALLBACK::removeItem(unsigned int callbackId) {
-    const REGISTRY_LOCK locked(itemsLock);
+    const RegistryLock locked(itemsLock);
     items.erase(callbackId);
 }
 
 void DIALUP_CALLBACK::clearItems() {
-    const REGISTRY_LOCK locked(itemsLock);
+    const RegistryLock locked(itemsLock);
     items.clear();
 }

@@ -62,16 +62,16 @@ STATUS settledStatus(HRASCONN conn) {
 } // namespace
 
 // One dial-up of a prepared entry. The password lives in the dial parameters alone and is wiped with them.
-class VARNEL::DIALING {
+class VARNEL::Dialing {
   public:
-    DIALING(const std::string& id, const std::string& password, const std::string& phoneBook,
+    Dialing(const std::string& id, const std::string& password, const std::string& phoneBook,
             const std::string& entryName);
-    ~DIALING() {
+    ~Dialing() {
         SecureZeroMemory(&params, sizeof params);
-        const OWNER<RAS_CONNECTION> abandoned(conn); // none, unless an exception passes
+        const Owner<RasConnection> abandoned(conn); // none, unless an exception passes
     }
-    DIALING(const DIALING&) = delete;
-    DIALING& operator=(const DIALING&) = delete;
+    Dialing(const Dialing&) = delete;
+    Dialing& operator=(const Dialing&) = delete;
 
     DWORD run();
 
@@ -97,7 +97,7 @@ class VARNEL::DIALING {
     HRASCONN conn = nullptr;
 };
 
-VARNEL::DIALING::DIALING(const std::string& id_, const std::string& password, const std::string& phoneBook_,
+VARNEL::Dialing::Dialing(const std::string& id_, const std::string& password, const std::string& phoneBook_,
                          const std::string& entryName_)
     : id(id_), phoneBook(phoneBook_), entryName(entryName_) {
     params.dwSize = rasDialParamsSize;
@@ -109,7 +109,7 @@ VARNEL::DIALING::DIALING(const std::string& id_, const std::string& password, co
     copyToField(params.szPassword, password);
 }
 
-DWORD VARNEL::DIALING::run() {
+DWORD VARNEL::Dialing::run() {
     const DWORD start = GetTickCount();
     const std::optional<DWORD> first = firstDial();
     const DWORD result = first ? *first : redial();
@@ -119,12 +119,12 @@ DWORD VARNEL::DIALING::run() {
     return result;
 }
 
-DWORD VARNEL::DIALING::dial(DWORD timeout) {
+DWORD VARNEL::Dialing::dial(DWORD timeout) {
     conn = nullptr;
     return dialUp3(phoneBook, params, timeout, &conn);
 }
 
-std::optional<DWORD> VARNEL::DIALING::firstDial() {
+std::optional<DWORD> VARNEL::Dialing::firstDial() {
     const DWORD error = dial(firstDialTimeout);
     if (conn == nullptr)
         LOG_LINE(2, "oops, ErrorCode " + int2stru(error) + " conn is NULL");
@@ -135,7 +135,7 @@ std::optional<DWORD> VARNEL::DIALING::firstDial() {
     return confirmFirstDial();
 }
 
-std::optional<DWORD> VARNEL::DIALING::judgeFailure(DWORD error) {
+std::optional<DWORD> VARNEL::Dialing::judgeFailure(DWORD error) {
     if (conn != nullptr) {
         LOG_LINE(2, dialText() + "fail, error " + int2stru(error));
         hangUp();
@@ -147,7 +147,7 @@ std::optional<DWORD> VARNEL::DIALING::judgeFailure(DWORD error) {
     return error;
 }
 
-std::optional<DWORD> VARNEL::DIALING::confirmFirstDial() {
+std::optional<DWORD> VARNEL::Dialing::confirmFirstDial() {
     const STATUS status = settledStatus(conn);
     if (status.queryError != 0) {
         LOG_LINE(2, "RasGetConnectStatus " + phoneBook + " " + entryName + " fail,error " +
@@ -163,10 +163,10 @@ std::optional<DWORD> VARNEL::DIALING::confirmFirstDial() {
     return std::nullopt;
 }
 
-DWORD VARNEL::DIALING::redial() {
+DWORD VARNEL::Dialing::redial() {
     LOG_LINE(2, "dialUp(" + phoneBook + "," + entryName +
                     ") return ERROR_DIAL_ALREADY_IN_PROGRESS or DailFakeSuccess");
-    HANGING_UP::peer(id, conn);
+    HangingUp::peer(id, conn);
     if (!moveEntryToFreshName())
         return ERROR_DIAL_ALREADY_IN_PROGRESS;
     const DWORD result = secondDial();
@@ -176,13 +176,13 @@ DWORD VARNEL::DIALING::redial() {
 }
 
 // A name that has grown out of its field is refused as the service refuses one.
-DWORD VARNEL::DIALING::renameEntry() const {
+DWORD VARNEL::Dialing::renameEntry() const {
     if (entryName.size() > RAS_MaxEntryName)
         return ERROR_INVALID_NAME;
     return RasRenameEntryA(phoneBookArgument(phoneBook), params.szEntryName, entryName.c_str());
 }
 
-bool VARNEL::DIALING::moveEntryToFreshName() {
+bool VARNEL::Dialing::moveEntryToFreshName() {
     DWORD error = ERROR_ALREADY_EXISTS;
     for (int renames = 0; renames < maxRenames && error == ERROR_ALREADY_EXISTS; ++renames) {
         entryName = getEntryNameWithSuffix(id, true);
@@ -198,7 +198,7 @@ bool VARNEL::DIALING::moveEntryToFreshName() {
     return true;
 }
 
-DWORD VARNEL::DIALING::secondDial() {
+DWORD VARNEL::Dialing::secondDial() {
     const DWORD error = dial(redialTimeout);
     if (error != 0) {
         LOG_LINE(2, dialText() + " again fail, error " + int2stru(error));
@@ -213,7 +213,7 @@ DWORD VARNEL::DIALING::secondDial() {
     return confirmSecondDial();
 }
 
-DWORD VARNEL::DIALING::confirmSecondDial() {
+DWORD VARNEL::Dialing::confirmSecondDial() {
     const STATUS status = settledStatus(conn);
     if (status.queryError != 0) {
         LOG_LINE(2, "RasGetConnectStatus " + entryName + " fail, error " + int2stru(status.queryError));
@@ -230,7 +230,7 @@ DWORD VARNEL::DIALING::confirmSecondDial() {
 
 DWORD VARNEL::dialUp2(const std::string& id, const std::string& password, bool usePublicPhoneBook,
                       bool requireEncryption, DWORD ip) {
-    const CALL_TRACE trace("VARNEL::dialUp2", id + " ip " + ip2string(ip), __LINE__, 3);
+    const CallTrace trace("VARNEL::dialUp2", id + " ip " + ip2string(ip), __LINE__, 3);
     if (id.empty() || password.empty() || !fitsDialParams(id, password))
         return ERROR_INVALID_PARAMETER;
     chkRasPbFile();
@@ -238,12 +238,12 @@ DWORD VARNEL::dialUp2(const std::string& id, const std::string& password, bool u
     const auto [phoneBook, entryName] = createEntry(&info, usePublicPhoneBook, requireEncryption);
     if (entryName.empty() || (phoneBook.empty() && !usePublicPhoneBook))
         return ERROR_INVALID_PARAMETER;
-    return DIALING(id, password, phoneBook, entryName).run();
+    return Dialing(id, password, phoneBook, entryName).run();
 }
 
 DWORD VARNEL::dialUp(const std::string& id, const std::string& password, bool usePublicPhoneBook,
                      bool requireEncryption, DWORD ip) {
-    const CALL_TRACE trace("VARNEL::dialUp", id + " ip " + ip2string(ip), __LINE__, 3);
+    const CallTrace trace("VARNEL::dialUp", id + " ip " + ip2string(ip), __LINE__, 3);
     if (id.empty() || password.empty())
         return refused;
     DWORD result = 0;

@@ -16,8 +16,8 @@ void logFailure(const std::string& call, DWORD error) {
     LOG_LINE(2, call + " fail, error " + int2stru(error));
 }
 
-OWNER<SERVICE_HANDLE> openServiceManager(DWORD access) {
-    OWNER<SERVICE_HANDLE> manager(OpenSCManagerA(nullptr, nullptr, access));
+Owner<ServiceHandle> openServiceManager(DWORD access) {
+    Owner<ServiceHandle> manager(OpenSCManagerA(nullptr, nullptr, access));
     if (!manager) {
         const DWORD error = GetLastError();
         logFailure("OpenSCManager", error);
@@ -27,8 +27,8 @@ OWNER<SERVICE_HANDLE> openServiceManager(DWORD access) {
 
 bool writeFile(const std::string& filePath, const void* bytes, DWORD size) {
     DeleteFileA(filePath.c_str());
-    const OWNER<FILE_HANDLE> file(CreateFileA(filePath.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr,
-                                              CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+    const Owner<FileHandle> file(CreateFileA(filePath.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr,
+                                             CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
     if (!file) {
         const DWORD error = GetLastError();
         logFailure("CreateFile(" + filePath + ")", error);
@@ -83,10 +83,10 @@ bool VARNEL::installDriver(const char* serviceName, const char* driverPath, DWOR
     // A boot driver is loaded before there are drive letters, so its path is relative to the Windows folder.
     const std::string imagePath =
         startType == SERVICE_BOOT_START ? "system32\\drivers\\" + PathName2Name(driverPath) : driverPath;
-    const OWNER<SERVICE_HANDLE> manager(openServiceManager(SC_MANAGER_CONNECT | SC_MANAGER_CREATE_SERVICE));
+    const Owner<ServiceHandle> manager(openServiceManager(SC_MANAGER_CONNECT | SC_MANAGER_CREATE_SERVICE));
     if (!manager)
         return false;
-    const OWNER<SERVICE_HANDLE> service(
+    const Owner<ServiceHandle> service(
         CreateServiceA(manager.get(), serviceName, serviceName, 0, SERVICE_KERNEL_DRIVER, startType,
                        SERVICE_ERROR_NORMAL, imagePath.c_str(), nullptr, nullptr, nullptr, nullptr, nullptr));
     if (!service) {
@@ -97,10 +97,10 @@ bool VARNEL::installDriver(const char* serviceName, const char* driverPath, DWOR
 }
 
 bool VARNEL::removeDriver(const char* serviceName) {
-    const OWNER<SERVICE_HANDLE> manager(openServiceManager(SC_MANAGER_CONNECT));
+    const Owner<ServiceHandle> manager(openServiceManager(SC_MANAGER_CONNECT));
     if (!manager)
         return false;
-    const OWNER<SERVICE_HANDLE> service(
+    const Owner<ServiceHandle> service(
         OpenServiceA(manager.get(), serviceName, DELETE | SERVICE_STOP | SERVICE_QUERY_STATUS));
     if (!service) {
         const DWORD error = GetLastError();

@@ -60,7 +60,7 @@ DWORD storeUserName(const std::string& phoneBook, const std::string& entryName, 
 // One enumeration into a buffer of `size` bytes, which becomes the size wanted when that was too small.
 DWORD enumerateEntries(const std::string& phoneBook, DWORD& size, std::list<RASENTRYNAMEA>& entries) {
     const DWORD room = std::max(size, rasEntryNameSize);
-    const OWNER<HEAP_BLOCK> block(HeapAlloc(GetProcessHeap(), 0, room));
+    const Owner<HeapBlock> block(HeapAlloc(GetProcessHeap(), 0, room));
     if (!block)
         return ERROR_NOT_ENOUGH_MEMORY;
     auto* const names = static_cast<RASENTRYNAMEA*>(block.get());
@@ -152,7 +152,7 @@ bool VARNEL::removeEntry(const std::string& phoneBook, const std::string& entryN
         return false;
     if (isWin6Plus)
         return true;
-    const CALL_TRACE trace("VARNEL::removeEntry", phoneBook + ":" + entryName, __LINE__, 3);
+    const CallTrace trace("VARNEL::removeEntry", phoneBook + ":" + entryName, __LINE__, 3);
     const DWORD error = RasDeleteEntryA(phoneBookArgument(phoneBook), entryName.c_str());
     if (error != 0)
         LOG_LINE(2, "RasDeleteEntry fail " + phoneBook + ":" + entryName + " error " + int2stru(error));

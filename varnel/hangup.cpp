@@ -71,9 +71,9 @@ bool sameFirstOctet(DWORD one, DWORD other) {
 
 // Hangs up those of the first connections that `wanted` picks; the result of the last hang-up, true without
 // any.
-template<class WANTED, class HANG_UP>
-bool hangUpEach(WANTED wanted, HANG_UP hangUp) {
-    ACTIVE_CONNECTIONS connections(ACTIVE_CONNECTIONS::maxExamined, HEAP_ZERO_MEMORY);
+template<class Wanted, class HangUp>
+bool hangUpEach(Wanted wanted, HangUp hangUp) {
+    ActiveConnections connections(ActiveConnections::maxExamined, HEAP_ZERO_MEMORY);
     if (connections.error() != 0)
         return true;
     LOG_LINE(3, "get " + int2stru(connections.reported()) + " connections");
@@ -91,7 +91,7 @@ bool hangUpEach(WANTED wanted, HANG_UP hangUp) {
 } // namespace
 
 bool VARNEL::dialDown(HRASCONN conn, const std::string& id) {
-    OWNER<RAS_CONNECTION> connection(conn);
+    Owner<RasConnection> connection(conn);
     LOG_LINE(1, "=>RasHangUp " + id);
     const DWORD error = RasHangUpA(connection.release());
     LOG_LINE(1, "<=RasHangUp " + id);
@@ -105,16 +105,16 @@ bool VARNEL::dialDown(HRASCONN conn, const std::string& id) {
 
 bool VARNEL::dialDown(const std::string& id) {
     HRASCONN none = nullptr;
-    return HANGING_UP::peer(id, none);
+    return HangingUp::peer(id, none);
 }
 
-bool VARNEL::HANGING_UP::peer(const std::string& id, HRASCONN& dialled) {
-    const CALL_TRACE trace("VARNEL::dialDown", id, __LINE__, 3);
+bool VARNEL::HangingUp::peer(const std::string& id, HRASCONN& dialled) {
+    const CallTrace trace("VARNEL::dialDown", id, __LINE__, 3);
     if (id.empty())
         return false;
     bool hungUp = false;
     {
-        ACTIVE_CONNECTIONS connections(ACTIVE_CONNECTIONS::ampleRoom, 0);
+        ActiveConnections connections(ActiveConnections::ampleRoom, 0);
         for (DWORD i = 0; i < connections.examined(); ++i) {
             const std::string entryName = connections.entryName(i);
             if (!matchId(entryName, id))
@@ -133,13 +133,13 @@ bool VARNEL::HANGING_UP::peer(const std::string& id, HRASCONN& dialled) {
 }
 
 bool VARNEL::dialDownAllPptp() {
-    const CALL_TRACE trace("VARNEL::dialDownAllPptp", "", __LINE__, 3);
+    const CallTrace trace("VARNEL::dialDownAllPptp", "", __LINE__, 3);
     return hangUpEach([](HRASCONN, const std::string&) { return true; },
                       [](HRASCONN conn) { return dialDown(conn, ""); });
 }
 
 bool VARNEL::dialDownSameIp(DWORD ip) {
-    const CALL_TRACE trace("VARNEL::dialDownSameIp", ip2string(ip), __LINE__, 3);
+    const CallTrace trace("VARNEL::dialDownSameIp", ip2string(ip), __LINE__, 3);
     return hangUpEach(
         [ip](HRASCONN conn, const std::string& entryName) {
             const DWORD address = pppAddress(conn, entryName);

@@ -18,11 +18,6 @@ constexpr DWORD stopRetryInBoot = 10'000;    // ms
 constexpr DWORD stopRetryAfterBoot = 30'000; // ms
 constexpr u_short pptpControlPort = 1723;
 constexpr char remoteAccess[] = "RemoteAccess";
-constexpr unsigned long enableAsItsKindDoes = 0;
-
-bool isSystemProcess(DWORD pid) {
-    return pid == 4 || pid == 8;
-}
 
 // A path that does not fit the buffer is refused: it stays empty.
 void setDriverPath(char (&path)[MAX_PATH], const std::string& systemFolder, const char* fileName) {
@@ -37,13 +32,13 @@ void setDriverPath(char (&path)[MAX_PATH], const std::string& systemFolder, cons
 
 // The steps of init(), in the order in which they run. A step that returns false has failed in a way that the
 // user must correct, and has said so in the message.
-class VARNEL::INITIALISATION {
+class VARNEL::Initialisation {
   public:
-    INITIALISATION(bool bindAnyAddress_, bool disableRemoteAccess_, std::wstring& message_)
+    Initialisation(bool bindAnyAddress_, bool disableRemoteAccess_, std::wstring& message_)
         : bindAnyAddress(bindAnyAddress_), disableRemoteAccess(disableRemoteAccess_), message(message_) {}
-    ~INITIALISATION();
-    INITIALISATION(const INITIALISATION&) = delete;
-    INITIALISATION& operator=(const INITIALISATION&) = delete;
+    ~Initialisation();
+    Initialisation(const Initialisation&) = delete;
+    Initialisation& operator=(const Initialisation&) = delete;
 
     bool startKestrin();
     void startOmbrel();
@@ -68,12 +63,12 @@ class VARNEL::INITIALISATION {
 };
 
 // The port is let go by the last step; it is still held here only when an exception passes.
-VARNEL::INITIALISATION::~INITIALISATION() {
+VARNEL::Initialisation::~Initialisation() {
     if (s1723 != INVALID_SOCKET)
         closesocket(std::exchange(s1723, INVALID_SOCKET));
 }
 
-bool VARNEL::INITIALISATION::startKestrin() {
+bool VARNEL::Initialisation::startKestrin() {
     if (GetIs64Os()) {
         LOG_LINE(1, "x64 doesn't need to install kestrin");
         return true;
@@ -88,7 +83,7 @@ bool VARNEL::INITIALISATION::startKestrin() {
     return false;
 }
 
-void VARNEL::INITIALISATION::startOmbrel() {
+void VARNEL::Initialisation::startOmbrel() {
     if (isWin6Plus) {
         LOG_LINE(1, "Vista can't install ombrel");
         return;
@@ -98,11 +93,11 @@ void VARNEL::INITIALISATION::startOmbrel() {
         LOG_LINE(2, "tryinstallDriverAndLaunchOmbrel fail!!!");
 }
 
-bool VARNEL::INITIALISATION::enableService(const char* name, std::wstring (*failureMessage)(bool chinese)) {
+bool VARNEL::Initialisation::enableService(const char* name, std::wstring (*failureMessage)(bool chinese)) {
     bool exists = false;
     if (IsServiceEnabled(name, &exists) || !exists)
         return true;
-    result = EnableService(name, enableAsItsKindDoes);
+    result = EnableService(name, enableAsKindDoes);
     if (!result) {
         LOG_LINE(2, std::string("Can't enable service ") + name);
         message = failureMessage(chinese);
@@ -111,7 +106,7 @@ bool VARNEL::INITIALISATION::enableService(const char* name, std::wstring (*fail
 }
 
 // Shortly after boot the service may still be starting and refuse to stop for minutes.
-void VARNEL::INITIALISATION::stopRemoteAccess() {
+void VARNEL::Initialisation::stopRemoteAccess() {
     if (disableRemoteAccess)
         DisableService(remoteAccess);
     remoteAccessWasEnabled = IsServiceEnabled(remoteAccess, nullptr);
@@ -131,7 +126,7 @@ void VARNEL::INITIALISATION::stopRemoteAccess() {
         logStillThere();
 }
 
-void VARNEL::INITIALISATION::logPortTaken() const {
+void VARNEL::Initialisation::logPortTaken() const {
     LOG_LINE(2, "Can't bind tcp port 1723");
     if (!IsWin2K() && !IsWinXP())
         LOG_LINE(2, "The os is not win2k or xp, but we still can't bind 1723, who bind it?");
@@ -139,7 +134,7 @@ void VARNEL::INITIALISATION::logPortTaken() const {
 
 // The remote-access server of the system itself listens while it has connections; hanging them up may free
 // the port.
-bool VARNEL::INITIALISATION::takePort1723() {
+bool VARNEL::Initialisation::takePort1723() {
     result = bind1723(bindTimeout, bindAnyAddress);
     if (result)
         return true;
@@ -156,18 +151,18 @@ bool VARNEL::INITIALISATION::takePort1723() {
     return false;
 }
 
-void VARNEL::INITIALISATION::enableRemoteAccessAgain() {
+void VARNEL::Initialisation::enableRemoteAccessAgain() {
     if (!remoteAccessWasEnabled || !kestrinStarted || bindAnyAddress || disableRemoteAccess)
         return;
-    result = EnableService(remoteAccess, enableAsItsKindDoes);
+    result = EnableService(remoteAccess, enableAsKindDoes);
     if (!result)
         LOG_LINE(2, "Can't enable service RemoteAccess");
 }
 
 bool VARNEL::init(void (*dialDownCallback)(const std::string&), bool installKestrin, bool installOmbrel,
                   bool bindAnyAddress, bool onlyClient_, bool disableRemoteAccess, std::wstring& message) {
-    const CALL_TRACE trace("VARNEL::init", "", __LINE__, 3);
-    INITIALISATION steps(bindAnyAddress, disableRemoteAccess, message);
+    const CallTrace trace("VARNEL::init", "", __LINE__, 3);
+    Initialisation steps(bindAnyAddress, disableRemoteAccess, message);
     isWin6Plus = IsWin6Plus();
     pptpsrvDialDownCallback = dialDownCallback;
     chkRasPbFile();

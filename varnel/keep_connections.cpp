@@ -15,7 +15,7 @@ constexpr char keepConnectionsValue[] = "KeepRasConnections";
 void VARNEL::addKeepRasConnections() {
     if (isWin6Plus)
         return;
-    OWNER<REGISTRY_KEY> key;
+    Owner<RegistryKey> key;
     LSTATUS error = openMachineKey(winLogonKey, key);
     if (error != ERROR_SUCCESS) {
         LOG_LINE(2,

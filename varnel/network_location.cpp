@@ -15,58 +15,58 @@ namespace {
 
 // COM on this thread for as long as it is needed. A thread that the host gave another mode keeps that mode:
 // nothing was added there, so nothing may be taken away.
-class COM_SESSION {
+class ComSession {
   public:
-    COM_SESSION() : added(SUCCEEDED(CoInitialize(nullptr))) {}
-    ~COM_SESSION() {
+    ComSession() : added(SUCCEEDED(CoInitialize(nullptr))) {}
+    ~ComSession() {
         if (added)
             CoUninitialize();
     }
-    COM_SESSION(const COM_SESSION&) = delete;
-    COM_SESSION& operator=(const COM_SESSION&) = delete;
+    ComSession(const ComSession&) = delete;
+    ComSession& operator=(const ComSession&) = delete;
 
   private:
     const bool added;
 };
 
-template<class INTERFACE>
-struct COM_INTERFACE {
-    using TYPE = INTERFACE*;
-    static TYPE none() { return nullptr; }
-    static void release(TYPE object) { object->Release(); }
+template<class Interface>
+struct ComInterface {
+    using Type = Interface*;
+    static Type none() { return nullptr; }
+    static void release(Type object) { object->Release(); }
 };
 
-struct COM_STRING {
-    using TYPE = BSTR;
-    static TYPE none() { return nullptr; }
-    static void release(TYPE text) { SysFreeString(text); }
+struct ComString {
+    using Type = BSTR;
+    static Type none() { return nullptr; }
+    static void release(Type text) { SysFreeString(text); }
 };
 
-using MANAGER = OWNER<COM_INTERFACE<INetworkListManager>>;
-using CONNECTIONS = OWNER<COM_INTERFACE<IEnumNetworkConnections>>;
-using CONNECTION = OWNER<COM_INTERFACE<INetworkConnection>>;
-using NETWORK = OWNER<COM_INTERFACE<INetwork>>;
+using Manager = Owner<ComInterface<INetworkListManager>>;
+using Connections = Owner<ComInterface<IEnumNetworkConnections>>;
+using Connection = Owner<ComInterface<INetworkConnection>>;
+using Network = Owner<ComInterface<INetwork>>;
 
-MANAGER createManager() {
+Manager createManager() {
     void* created = nullptr;
     if (FAILED(CoCreateInstance(CLSID_NetworkListManager, nullptr, CLSCTX_ALL, IID_INetworkListManager,
                                 &created)))
         LOG_LINE(2, "CoCreateInstance fail");
-    return MANAGER(static_cast<INetworkListManager*>(created));
+    return Manager(static_cast<INetworkListManager*>(created));
 }
 
-CONNECTIONS connectionsOf(INetworkListManager* manager) {
+Connections connectionsOf(INetworkListManager* manager) {
     IEnumNetworkConnections* connections = nullptr;
     if (FAILED(manager->GetNetworkConnections(&connections)))
         LOG_LINE(2, "GetNetworkConnections fail");
-    return CONNECTIONS(connections);
+    return Connections(connections);
 }
 
-NETWORK networkOf(INetworkConnection* connection) {
+Network networkOf(INetworkConnection* connection) {
     INetwork* network = nullptr;
     if (FAILED(connection->GetNetwork(&network)))
         LOG_LINE(2, "GetNetwork fail");
-    return NETWORK(network);
+    return Network(network);
 }
 
 std::wstring lowCase(std::wstring text) {
@@ -79,7 +79,7 @@ std::optional<std::wstring> nameOf(INetwork* network) {
     BSTR read = nullptr;
     if (FAILED(network->GetName(&read)) || read == nullptr)
         return std::nullopt;
-    const OWNER<COM_STRING> name(read);
+    const Owner<ComString> name(read);
     return lowCase(std::wstring(name.get(), SysStringLen(name.get())));
 }
 
@@ -122,12 +122,12 @@ bool settleNetworks(IEnumNetworkConnections* connections, const std::wstring& wa
         INetworkConnection* next = nullptr;
         ULONG fetched = 0;
         const HRESULT result = connections->Next(1, &next, &fetched);
-        const CONNECTION connection(next);
+        const Connection connection(next);
         if (FAILED(result))
             LOG_LINE(2, "GetNetworkConnections fail");
         if (result != S_OK || !connection)
             return found;
-        const NETWORK network = networkOf(connection.get());
+        const Network network = networkOf(connection.get());
         if (!network)
             return found;
         found = settleNetwork(network.get(), wanted) || found;
@@ -139,12 +139,12 @@ bool settleNetworks(IEnumNetworkConnections* connections, const std::wstring& wa
 bool VARNEL::setLocation(const std::string& name) {
     if (!isWin6Plus)
         return true;
-    const CALL_TRACE trace("VARNEL::setLocation", name, __LINE__, 1);
+    const CallTrace trace("VARNEL::setLocation", name, __LINE__, 1);
     const std::wstring wanted = lowCase(utf82unicode(name));
-    const COM_SESSION com;
-    const MANAGER manager = createManager();
+    const ComSession com;
+    const Manager manager = createManager();
     if (!manager)
         return false;
-    const CONNECTIONS connections = connectionsOf(manager.get());
+    const Connections connections = connectionsOf(manager.get());
     return connections && settleNetworks(connections.get(), wanted);
 }

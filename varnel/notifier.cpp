@@ -15,12 +15,12 @@ namespace {
 constexpr DWORD keepNotifying = 1;
 constexpr DWORD stopNotifying = 0;
 
-struct STATE_TEXT {
+struct StateText {
     long state;
     const char* text;
 };
 
-constexpr STATE_TEXT stateTexts[] = {
+constexpr StateText stateTexts[] = {
     {0, "Opening port..."},
     {1, "Port opened."},
     {2, "Connecting device..."},
@@ -56,7 +56,7 @@ constexpr STATE_TEXT stateTexts[] = {
 std::string stateText(RASCONNSTATE state) {
     const auto known =
         std::find_if(std::begin(stateTexts), std::end(stateTexts),
-                     [state](const STATE_TEXT& entry) { return entry.state == static_cast<long>(state); });
+                     [state](const StateText& entry) { return entry.state == static_cast<long>(state); });
     if (known != std::end(stateTexts))
         return known->text;
     return "Unknown Status=" + int2stru(static_cast<unsigned long>(state));
@@ -129,7 +129,7 @@ std::string VARNEL::getStateString(RASCONNSTATE state) {
 DWORD CALLBACK VARNEL::rasDialFunc2(DWORD callbackId, DWORD, HRASCONN hConn, unsigned int, RASCONNSTATE state,
                                     DWORD error, DWORD error2) {
     try {
-        const CALL_TRACE trace("VARNEL::rasDialFunc2", int2stru(callbackId), __LINE__, 3);
+        const CallTrace trace("VARNEL::rasDialFunc2", int2stru(callbackId), __LINE__, 3);
         logNotification(callbackId, state, error, error2);
         const boost::shared_ptr<DIALUP_CALLBACK::ITEM> item = callback.findItem(callbackId);
         if (!item) {

@@ -11,18 +11,14 @@ constexpr char ombrelService[] = "Ombrel";
 constexpr char image32[] = "#108";
 constexpr char image64[] = "#109";
 
-constexpr unsigned long enableAsItsKindDoes = 0;
-
 } // namespace
 
 bool VARNEL::tryinstallDriverAndLaunchOmbrel() {
-    const CALL_TRACE trace("VARNEL::tryinstallDriverAndLaunchOmbrel", "", __LINE__, 1);
-    const DRIVER_FILE file(pathNameOmbrel);
+    const CallTrace trace("VARNEL::tryinstallDriverAndLaunchOmbrel", "", __LINE__, 1);
+    const DriverFile file(pathNameOmbrel);
     if (!file)
         return false;
-    const unsigned long long installedVersion = GetFileVersion(file.installed());
-    copyDriverFromResource(GetIs64Os() ? image64 : image32, file.stagingCopy());
-    if (GetFileVersion(file.stagingCopy()) > installedVersion)
+    if (file.stage(GetIs64Os() ? image64 : image32))
         file.replaceInstalled();
     else
         file.deleteStagingCopy();
@@ -32,7 +28,7 @@ bool VARNEL::tryinstallDriverAndLaunchOmbrel() {
         return true;
     if (!exists)
         installDriver(ombrelService, file.installed().c_str(), SERVICE_DEMAND_START);
-    return EnableService(ombrelService, enableAsItsKindDoes);
+    return EnableService(ombrelService, enableAsKindDoes);
 }
 
 void VARNEL::uninstallDriverAndDeleteSOmbrel() {

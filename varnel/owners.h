@@ -8,91 +8,91 @@
 #include <utility>
 
 // Puts the thread's last error back as it was.
-class LAST_ERROR_KEPT {
+class LastErrorKept {
   public:
-    LAST_ERROR_KEPT() : code(GetLastError()) {}
-    ~LAST_ERROR_KEPT() { SetLastError(code); }
-    LAST_ERROR_KEPT(const LAST_ERROR_KEPT&) = delete;
-    LAST_ERROR_KEPT& operator=(const LAST_ERROR_KEPT&) = delete;
+    LastErrorKept() : code(GetLastError()) {}
+    ~LastErrorKept() { SetLastError(code); }
+    LastErrorKept(const LastErrorKept&) = delete;
+    LastErrorKept& operator=(const LastErrorKept&) = delete;
 
   private:
     DWORD code;
 };
 
-// KIND says what the resource is: its type, the value that stands for none, and how it is released.
-template<class KIND>
-class OWNER {
+// Kind says what the resource is: its type, the value that stands for none, and how it is released.
+template<class Kind>
+class Owner {
   public:
-    using TYPE = typename KIND::TYPE;
+    using Type = typename Kind::Type;
 
-    OWNER() : held(KIND::none()) {}
-    explicit OWNER(TYPE resource) : held(resource) {}
-    OWNER(OWNER&& other) noexcept : held(other.release()) {}
-    OWNER(const OWNER&) = delete;
-    OWNER& operator=(const OWNER&) = delete;
-    ~OWNER() { reset(); }
+    Owner() : held(Kind::none()) {}
+    explicit Owner(Type resource) : held(resource) {}
+    Owner(Owner&& other) noexcept : held(other.release()) {}
+    Owner(const Owner&) = delete;
+    Owner& operator=(const Owner&) = delete;
+    ~Owner() { reset(); }
 
-    explicit operator bool() const { return held != KIND::none(); }
-    TYPE get() const { return held; }
-    TYPE release() { return std::exchange(held, KIND::none()); }
-    void reset(TYPE resource = KIND::none()) {
-        const TYPE old = std::exchange(held, resource);
-        if (old != KIND::none()) {
-            const LAST_ERROR_KEPT kept;
-            KIND::release(old);
+    explicit operator bool() const { return held != Kind::none(); }
+    Type get() const { return held; }
+    Type release() { return std::exchange(held, Kind::none()); }
+    void reset(Type resource = Kind::none()) {
+        const Type old = std::exchange(held, resource);
+        if (old != Kind::none()) {
+            const LastErrorKept kept;
+            Kind::release(old);
         }
     }
 
   private:
-    TYPE held;
+    Type held;
 };
 
-struct KERNEL_OBJECT {
-    using TYPE = HANDLE;
-    static TYPE none() { return nullptr; }
-    static void release(TYPE object) { CloseHandle(object); }
+struct KernelObject {
+    using Type = HANDLE;
+    static Type none() { return nullptr; }
+    static void release(Type object) { CloseHandle(object); }
 };
 
 // A mutex that this thread has acquired; its handle is somebody else's.
-struct OWNED_MUTEX {
-    using TYPE = HANDLE;
-    static TYPE none() { return nullptr; }
-    static void release(TYPE mutex) { ReleaseMutex(mutex); }
+struct OwnedMutex {
+    using Type = HANDLE;
+    static Type none() { return nullptr; }
+    static void release(Type mutex) { ReleaseMutex(mutex); }
 };
 
-struct HEAP_BLOCK {
-    using TYPE = void*;
-    static TYPE none() { return nullptr; }
-    static void release(TYPE block) { HeapFree(GetProcessHeap(), 0, block); }
+struct HeapBlock {
+    using Type = void*;
+    static Type none() { return nullptr; }
+    static void release(Type block) { HeapFree(GetProcessHeap(), 0, block); }
 };
 
 // A connection that nobody has taken over: the service keeps it, and its port, until it is hung up.
-struct RAS_CONNECTION {
-    using TYPE = HRASCONN;
-    static TYPE none() { return nullptr; }
-    static void release(TYPE connection) { RasHangUpA(connection); }
+struct RasConnection {
+    using Type = HRASCONN;
+    static Type none() { return nullptr; }
+    static void release(Type connection) { RasHangUpA(connection); }
 };
 
-struct FILE_HANDLE {
-    using TYPE = HANDLE;
-    static TYPE none() { return INVALID_HANDLE_VALUE; }
-    static void release(TYPE file) { CloseHandle(file); }
+struct FileHandle {
+    using Type = HANDLE;
+    static Type none() { return INVALID_HANDLE_VALUE; }
+    static void release(Type file) { CloseHandle(file); }
 };
 
-struct FILE_SEARCH {
-    using TYPE = HANDLE;
-    static TYPE none() { return INVALID_HANDLE_VALUE; }
-    static void release(TYPE search) { FindClose(search); }
+struct FileSearch {
+    using Type = HANDLE;
+    static Type none() { return INVALID_HANDLE_VALUE; }
+    static void release(Type search) { FindClose(search); }
 };
 
-struct REGISTRY_KEY {
-    using TYPE = HKEY;
-    static TYPE none() { return nullptr; }
-    static void release(TYPE key) { RegCloseKey(key); }
+struct RegistryKey {
+    using Type = HKEY;
+    static Type none() { return nullptr; }
+    static void release(Type key) { RegCloseKey(key); }
 };
 
-struct SERVICE_HANDLE {
-    using TYPE = SC_HANDLE;
-    static TYPE none() { return nullptr; }
-    static void release(TYPE service) { CloseServiceHandle(service); }
+struct ServiceHandle {
+    using Type = SC_HANDLE;
+    static Type none() { return nullptr; }
+    static void release(Type service) { CloseServiceHandle(service); }
 };

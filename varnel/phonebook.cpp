@@ -58,7 +58,7 @@ bool VARNEL::removePhoneBook(const std::string& id) {
 }
 
 void chkRasPbFile() {
-    const OWNER<KERNEL_OBJECT> mutex(OpenMutexA(SYNCHRONIZE, FALSE, "RasPbFile"));
+    const Owner<KernelObject> mutex(OpenMutexA(SYNCHRONIZE, FALSE, "RasPbFile"));
     if (!mutex) {
         const DWORD error = GetLastError();
         LOG_LINE(2, "Can't open mutex RasPbFile, error:" + int2stru(error));
@@ -66,7 +66,7 @@ void chkRasPbFile() {
     }
     const DWORD state = WaitForSingleObject(mutex.get(), 0);
     const bool acquired = state == WAIT_OBJECT_0 || state == WAIT_ABANDONED;
-    const OWNER<OWNED_MUTEX> owned(acquired ? mutex.get() : nullptr);
+    const Owner<OwnedMutex> owned(acquired ? mutex.get() : nullptr);
     if (state == WAIT_ABANDONED)
         LOG_LINE(2, "The RasPbFile is ABANDONED");
     else if (!owned)

@@ -21,7 +21,7 @@ sockaddr_in controlPortAddress(bool anyAddress) {
 } // namespace
 
 bool VARNEL::bind1723(DWORD timeout, bool anyAddress) {
-    const CALL_TRACE trace("VARNEL::bind1723", "", __LINE__, 3);
+    const CallTrace trace("VARNEL::bind1723", "", __LINE__, 3);
     s1723 = socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
     const DWORD reuse = 1;
     setsockopt(s1723, SOL_SOCKET, SO_REUSEADDR, reinterpret_cast<const char*>(&reuse), sizeof reuse);

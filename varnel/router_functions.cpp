@@ -23,9 +23,9 @@ namespace {
 
 HMODULE mprModule = nullptr;
 
-template<class FUNCTION>
-bool find(const char* name, FUNCTION& function) {
-    function = reinterpret_cast<FUNCTION>(reinterpret_cast<void*>(GetProcAddress(mprModule, name)));
+template<class Function>
+bool find(const char* name, Function& function) {
+    function = reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(mprModule, name)));
     return function != nullptr;
 }
 
@@ -71,7 +71,7 @@ bool loaded() {
 void unload() {
     if (mprModule == nullptr)
         return;
-    const LAST_ERROR_KEPT kept;
+    const LastErrorKept kept;
     FreeLibrary(mprModule);
     mprModule = nullptr;
 }

@@ -28,15 +28,15 @@ void logFailure(const char* function) {
 }
 
 struct ROUTER {
-    using TYPE = MPR_SERVER_HANDLE;
-    static TYPE none() { return nullptr; }
-    static void release(TYPE router) { mpr::MprAdminServerDisconnect(router); }
+    using Type = MPR_SERVER_HANDLE;
+    static Type none() { return nullptr; }
+    static void release(Type router) { mpr::MprAdminServerDisconnect(router); }
 };
 
 struct ROUTER_CONFIGURATION {
-    using TYPE = HANDLE;
-    static TYPE none() { return nullptr; }
-    static void release(TYPE configuration) { mpr::MprConfigServerDisconnect(configuration); }
+    using Type = HANDLE;
+    static Type none() { return nullptr; }
+    static void release(Type configuration) { mpr::MprConfigServerDisconnect(configuration); }
 };
 
 // Changes the running router, which also stores the values.
@@ -45,7 +45,7 @@ bool setRunningPorts(MPR_SERVER_1& ports) {
     const DWORD connectError = mpr::MprAdminServerConnect(nullptr, &connected);
     if (connectError != ERROR_SUCCESS)
         logFailure("MprAdminServerConnect");
-    const OWNER<ROUTER> router(connected);
+    const Owner<ROUTER> router(connected);
     if (connectError != ERROR_SUCCESS)
         return accepted(connectError);
     const DWORD error =
@@ -61,7 +61,7 @@ bool setStoredPorts(MPR_SERVER_1& ports) {
     const DWORD connectError = mpr::MprConfigServerConnect(nullptr, &connected);
     if (connectError != ERROR_SUCCESS)
         logFailure("MprConfigServerConnect");
-    const OWNER<ROUTER_CONFIGURATION> configuration(connected);
+    const Owner<ROUTER_CONFIGURATION> configuration(connected);
     if (connectError != ERROR_SUCCESS)
         return accepted(connectError);
     const DWORD error =
@@ -85,10 +85,10 @@ bool setRouterPorts(DWORD pptpPorts, DWORD l2tpPorts) {
 }
 
 // Calls `found` with the path of each adapter's key until it returns true; whether it did.
-template<class FOUND>
-bool findAdapter(FOUND found) {
+template<class Found>
+bool findAdapter(Found found) {
     const std::string classPath = adapterClassKey;
-    OWNER<REGISTRY_KEY> classKey;
+    Owner<RegistryKey> classKey;
     const LSTATUS error = openMachineKey(classPath.c_str(), classKey);
     if (error != ERROR_SUCCESS) {
         LOG_LINE(2, "RegOpenKeyEx " + classPath + " failed, error " + int2stru(static_cast<DWORD>(error)));
@@ -120,7 +120,7 @@ bool VARNEL::loadMprFunctions() {
 }
 
 bool VARNEL::setPptpPorts(bool useMprApi, DWORD maxWanEndpoints, DWORD wanEndpoints, DWORD l2tpWanEndpoints) {
-    const CALL_TRACE trace("VARNEL::setPptpPorts", "", __LINE__, 1);
+    const CallTrace trace("VARNEL::setPptpPorts", "", __LINE__, 1);
     if (useMprApi)
         return setRouterPorts(wanEndpoints, l2tpWanEndpoints);
     return findAdapter([=](const std::string& keyPath) {

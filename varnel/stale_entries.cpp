@@ -26,7 +26,7 @@ std::optional<std::list<std::string>> findPeers() {
         return std::nullopt;
 
     WIN32_FIND_DATAA found = {};
-    const OWNER<FILE_SEARCH> search(FindFirstFileA(pattern.c_str(), &found));
+    const Owner<FileSearch> search(FindFirstFileA(pattern.c_str(), &found));
     if (!search)
         return std::nullopt;
     std::list<std::string> ids;
@@ -45,7 +45,7 @@ std::optional<std::list<std::string>> findPeers() {
 bool VARNEL::clearAllEntry() {
     if (onlyClient)
         return true;
-    const CALL_TRACE trace("VARNEL::clearAllEntry", "", __LINE__, 1);
+    const CallTrace trace("VARNEL::clearAllEntry", "", __LINE__, 1);
     const std::optional<std::list<std::string>> ids = findPeers();
     if (!ids)
         return false;

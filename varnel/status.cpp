@@ -5,10 +5,10 @@
 #include "outside/Helper.h"
 
 std::string VARNEL::getCurrentEntryNameById(const std::string& id) {
-    const CALL_TRACE trace("VARNEL::getCurrentEntryNameById", id, __LINE__, 3);
+    const CallTrace trace("VARNEL::getCurrentEntryNameById", id, __LINE__, 3);
     if (id.empty())
         return {};
-    ACTIVE_CONNECTIONS connections(ACTIVE_CONNECTIONS::ampleRoom, 0);
+    ActiveConnections connections(ActiveConnections::ampleRoom, 0);
     for (DWORD i = 0; i < connections.examined(); ++i) {
         std::string entryName = connections.entryName(i);
         if (matchId(entryName, id))
@@ -19,7 +19,7 @@ std::string VARNEL::getCurrentEntryNameById(const std::string& id) {
 
 std::list<std::string> VARNEL::getAllActiveEntry() {
     std::list<std::string> entryNames;
-    ACTIVE_CONNECTIONS connections(ACTIVE_CONNECTIONS::ampleRoom, 0);
+    ActiveConnections connections(ActiveConnections::ampleRoom, 0);
     for (DWORD i = 0; i < connections.listed(); ++i) {
         std::string entryName = connections.entryName(i);
         Convert2LowCase(entryName);

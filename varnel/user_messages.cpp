@@ -6,17 +6,17 @@ namespace {
 
 constexpr std::size_t processLineRoom = 256; // wide characters, with the end
 
-struct PROCESS_LINE {
+struct ProcessLine {
     const wchar_t* before;
     const wchar_t* between;
     const wchar_t* after;
     const wchar_t* unknown;
 };
 
-constexpr PROCESS_LINE englishProcessLine = {L"Please check process id ", L" (",
-                                             L") to see if it occupies the TCP port 1723.\r\n", L"unknown"};
-constexpr PROCESS_LINE chineseProcessLine = {L"请察看进程ID ", L" (",
-                                             L") 并检查是否该应用程序占用了TCP端口1723。\r\n", L"未知"};
+constexpr ProcessLine englishProcessLine = {L"Please check process id ", L" (",
+                                            L") to see if it occupies the TCP port 1723.\r\n", L"unknown"};
+constexpr ProcessLine chineseProcessLine = {L"请察看进程ID ", L" (",
+                                            L") 并检查是否该应用程序占用了TCP端口1723。\r\n", L"未知"};
 
 bool isLeadSurrogate(wchar_t unit) {
     return unit >= 0xD800 && unit <= 0xDBFF;
@@ -31,7 +31,7 @@ std::wstring cut(const std::wstring& text, std::size_t room) {
     return text.substr(0, room);
 }
 
-std::wstring processLine(const PROCESS_LINE& line, DWORD pid, const std::wstring& processName) {
+std::wstring processLine(const ProcessLine& line, DWORD pid, const std::wstring& processName) {
     const std::wstring before = line.before + std::to_wstring(pid) + line.between;
     const std::wstring after = line.after;
     const std::size_t room = processLineRoom - 1 - before.size() - after.size();

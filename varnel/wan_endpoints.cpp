@@ -13,22 +13,22 @@ constexpr char l2tpMiniport[] = "ms_l2tpminiport";
 constexpr char maxWanEndpointsValue[] = "MaxWanEndpoints";
 constexpr char wanEndpointsValue[] = "WanEndpoints";
 
-bool openAdapterKey(const std::string& keyPath, OWNER<REGISTRY_KEY>& key) {
+bool openAdapterKey(const std::string& keyPath, Owner<RegistryKey>& key) {
     const LSTATUS error = openMachineKey(keyPath.c_str(), key);
     if (error != ERROR_SUCCESS)
         LOG_LINE(2, "RegOpenKeyEx " + keyPath + " failed, error " + int2stru(static_cast<DWORD>(error)));
     return error == ERROR_SUCCESS;
 }
 
-using VALUE_BUFFER = char[80];
+using ValueBuffer = char[80];
 
-bool readDeviceId(HKEY key, VALUE_BUFFER& deviceId) {
+bool readDeviceId(HKEY key, ValueBuffer& deviceId) {
     return readValue(key, "MatchingDeviceId", deviceId) == ERROR_SUCCESS &&
            std::memchr(deviceId, '\0', sizeof deviceId) != nullptr;
 }
 
 bool readCount(HKEY key, const char* name, DWORD* count) {
-    VALUE_BUFFER value;
+    ValueBuffer value;
     if (readValue(key, name, value) != ERROR_SUCCESS)
         return false;
     std::memcpy(count, value, sizeof *count);
@@ -44,8 +44,8 @@ bool writeCount(HKEY key, const char* name, DWORD count) {
 
 bool VARNEL::setWanEndpointsToRegistry(const std::string& keyPath, DWORD maxWanEndpoints,
                                        DWORD wanEndpoints) {
-    OWNER<REGISTRY_KEY> key;
-    VALUE_BUFFER deviceId;
+    Owner<RegistryKey> key;
+    ValueBuffer deviceId;
     return openAdapterKey(keyPath, key) && readDeviceId(key.get(), deviceId) &&
            _stricmp(deviceId, pptpMiniport) == 0 &&
            writeCount(key.get(), maxWanEndpointsValue, maxWanEndpoints) &&
@@ -54,8 +54,8 @@ bool VARNEL::setWanEndpointsToRegistry(const std::string& keyPath, DWORD maxWanE
 
 bool VARNEL::getWanEndPointsFromRegistry(const std::string& keyPath, DWORD* maxWanEndpoints,
                                          DWORD* wanEndpoints, DWORD* l2tpWanEndpoints) {
-    OWNER<REGISTRY_KEY> key;
-    VALUE_BUFFER deviceId;
+    Owner<RegistryKey> key;
+    ValueBuffer deviceId;
     if (!openAdapterKey(keyPath, key) || !readDeviceId(key.get(), deviceId))
         return false;
     if (_stricmp(deviceId, l2tpMiniport) == 0)

@@ -18,9 +18,6 @@ namespace {
 
 using Connections = std::vector<MIB_TCPROW_OWNER_PID>;
 
-// The system's own process: the second on Windows 2000, the first since.
-constexpr DWORD SystemProcess2000 = 8, SystemProcess = 4;
-
 // Nothing, and the last error, on a failure.
 std::optional<Connections> tcpConnections() {
     static constexpr DWORD RoomForNew = 4096; // bytes, for what is opened between two calls
@@ -91,7 +88,7 @@ unsigned long GetPortOccupyProcessW(unsigned short port, std::wstring& processNa
         SetLastError(ERROR_NOT_FOUND);
     else
         processName = imageName(owner);
-    if (processName.empty() && (owner == SystemProcess || owner == SystemProcess2000))
+    if (processName.empty() && isSystemProcess(owner))
         processName = L"System";
     return owner;
 }

@@ -6,8 +6,6 @@
 
 namespace {
 
-constexpr unsigned long EarliestStart = 2; // a mode of EnableService
-
 struct Config {
     DWORD serviceType;
     DWORD startType;
@@ -36,7 +34,7 @@ bool leaveDisabledState(SC_HANDLE service, unsigned long mode) {
         return true;
     if (!(config->serviceType & SERVICE_DRIVER))
         return setStartType(service, SERVICE_AUTO_START);
-    return setStartType(service, mode == EarliestStart ? SERVICE_BOOT_START : SERVICE_DEMAND_START);
+    return setStartType(service, mode == enableEarliest ? SERVICE_BOOT_START : SERVICE_DEMAND_START);
 }
 
 // A paused service has been started, which is what counts; so does the service control manager.
