@@ -18,11 +18,11 @@ extern "C" {
 // Whether a file (not a folder) exists at `path`.
 HELPER_API bool IsFileExist(const char* path);
 
-// The product's working folder, which holds one sub-folder for each known peer.
+// The product's working folder, which holds one sub-folder for each known peer. The host makes both.
 HELPER_API std::string GetWorkingPath();
 
 // The full path of `fileName` in the private folder of peer `id`; empty when `id` is no peer id, so that no
-// path can lead out of the working folder. Creates nothing.
+// path can lead out of the working folder. Makes no folder: one for an id would make a known peer of it.
 HELPER_API std::string GetPrivateConfigPathName(const char* id, const char* fileName);
 
 // Whether `text` is a peer id, or an entry name made from one. `ids`, `a`, `b` and `c` may be null.

@@ -1,23 +1,12 @@
 // Sole owners of what Windows lends: released when the scope is left, the thread's last error kept.
 #pragma once
 
-#include <winsock2.h>
+#include "outside/last_error.h"
+
 #include <windows.h>
 #include <ras.h>
 
 #include <utility>
-
-// Puts the thread's last error back as it was.
-class LastErrorKept {
-  public:
-    LastErrorKept() : code(GetLastError()) {}
-    ~LastErrorKept() { SetLastError(code); }
-    LastErrorKept(const LastErrorKept&) = delete;
-    LastErrorKept& operator=(const LastErrorKept&) = delete;
-
-  private:
-    DWORD code;
-};
 
 // Kind says what the resource is: its type, the value that stands for none, and how it is released.
 template<class Kind>

@@ -13,9 +13,9 @@ namespace {
 
 using namespace std::string_view_literals;
 
-constexpr std::size_t MaxIdLength = 128;
-constexpr std::size_t MaxNumberLength = 10;
-constexpr auto NumberMark = " #"sv;
+constexpr std::size_t maxIdLength = 128;
+constexpr std::size_t maxNumberLength = 10;
+constexpr auto numberMark = " #"sv;
 
 bool isDigit(char c) {
     return c >= '0' && c <= '9';
@@ -33,16 +33,16 @@ std::string lowCase(std::string_view text) {
 
 // Windows opens a device under these names in any folder, whatever extension follows.
 bool isDeviceName(std::string_view name) {
-    static constexpr std::array Plain{"con"sv,    "prn"sv,     "aux"sv,   "nul"sv,
+    static constexpr std::array plain{"con"sv,    "prn"sv,     "aux"sv,   "nul"sv,
                                       "conin$"sv, "conout$"sv, "clock$"sv};
-    static constexpr std::array Numbered{"com"sv, "lpt"sv};
+    static constexpr std::array numbered{"com"sv, "lpt"sv};
     const std::string low = lowCase(name.substr(0, name.find('.')));
     std::string_view stem = low;
     stem.remove_suffix(stem.size() - (stem.find_last_not_of(' ') + 1));
-    if (std::ranges::find(Plain, stem) != Plain.end())
+    if (std::ranges::find(plain, stem) != plain.end())
         return true;
     return stem.size() == 4 && isDigit(stem.back()) &&
-           std::ranges::find(Numbered, stem.substr(0, 3)) != Numbered.end();
+           std::ranges::find(numbered, stem.substr(0, 3)) != numbered.end();
 }
 
 bool isPeerId(std::string_view id) {
@@ -50,12 +50,12 @@ bool isPeerId(std::string_view id) {
         return isLetterOrDigit(c) || "-_.@"sv.find(c) != std::string_view::npos;
     };
     const auto last = [](char c) { return isLetterOrDigit(c) || c == '-' || c == '_'; };
-    return !id.empty() && id.size() <= MaxIdLength && isLetterOrDigit(id.front()) && last(id.back()) &&
+    return !id.empty() && id.size() <= maxIdLength && isLetterOrDigit(id.front()) && last(id.back()) &&
            std::ranges::all_of(id, inside) && !isDeviceName(id);
 }
 
 bool isNumber(std::string_view text) {
-    return !text.empty() && text.size() <= MaxNumberLength && std::ranges::all_of(text, isDigit);
+    return !text.empty() && text.size() <= maxNumberLength && std::ranges::all_of(text, isDigit);
 }
 
 bool isPlainFileName(std::string_view name) {
@@ -74,10 +74,10 @@ bool contains(const std::set<std::string>& ids, const std::string& lowId) {
 
 bool CheckIdFormat(const std::set<std::string>* ids, const std::string& text, std::string* a, std::string* b,
                    std::string* c) {
-    const auto mark = text.find(NumberMark);
+    const auto mark = text.find(numberMark);
     const bool numbered = mark != std::string::npos;
     std::string id = lowCase(std::string_view(text).substr(0, mark));
-    std::string number = numbered ? text.substr(mark + NumberMark.size()) : std::string();
+    std::string number = numbered ? text.substr(mark + numberMark.size()) : std::string();
     if (!isPeerId(id) || (numbered && !isNumber(number)) || (ids && !contains(*ids, id)))
         return false;
     std::string whole = lowCase(text);

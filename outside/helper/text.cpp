@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr boost::locale::utf::code_point Replacement = 0xFFFD;
+constexpr boost::locale::utf::code_point replacement = 0xFFFD;
 
 // Written out, because Windows' own conversions before 6.0 drop what is not valid, and all of them end at 2
 // GB.
@@ -22,7 +22,7 @@ std::basic_string<To> transcoded(const std::basic_string<From>& text) {
         const auto start = next;
         auto character = utf_traits<From>::decode(next, text.end());
         if (!boost::locale::utf::is_valid_codepoint(character)) {
-            character = Replacement;
+            character = replacement;
             next = std::next(start);
         }
         utf_traits<To>::encode(character, std::back_inserter(result));
@@ -47,9 +47,9 @@ void Convert2LowCase(std::string& s) {
 }
 
 void Convert2LowCaseW(std::wstring& s) {
-    constexpr std::size_t MaxPiece = 1 << 20; // the system counts in int
-    for (std::size_t done = 0; done < s.size(); done += MaxPiece) {
-        const int length = static_cast<int>(std::min(s.size() - done, MaxPiece));
+    constexpr std::size_t maxPiece = 1 << 20; // the system counts in int
+    for (std::size_t done = 0; done < s.size(); done += maxPiece) {
+        const int length = static_cast<int>(std::min(s.size() - done, maxPiece));
         wchar_t* piece = s.data() + done;
         LCMapStringW(LOCALE_INVARIANT, LCMAP_LOWERCASE, piece, length, piece, length);
     }

@@ -35,12 +35,12 @@ bool IsWin6Plus() {
 }
 
 bool GetIs64Os() {
-    constexpr WORD Arm64 = 12;
+    constexpr WORD arm64 = 12;
     SYSTEM_INFO system{};
     GetNativeSystemInfo(&system);
     const WORD processor = system.wProcessorArchitecture;
     return processor == PROCESSOR_ARCHITECTURE_AMD64 || processor == PROCESSOR_ARCHITECTURE_IA64 ||
-           processor == Arm64;
+           processor == arm64;
 }
 
 bool IsChineseOs() {

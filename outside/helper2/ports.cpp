@@ -20,13 +20,13 @@ using Connections = std::vector<MIB_TCPROW_OWNER_PID>;
 
 // Nothing, and the last error, on a failure.
 std::optional<Connections> tcpConnections() {
-    static constexpr DWORD RoomForNew = 4096; // bytes, for what is opened between two calls
+    static constexpr DWORD roomForNew = 4096; // bytes, for what is opened between two calls
     std::vector<BYTE> table;
     DWORD size = 0;
     DWORD error = NO_ERROR;
     while ((error = GetExtendedTcpTable(table.data(), &size, FALSE, AF_INET, TCP_TABLE_OWNER_PID_ALL, 0)) ==
            ERROR_INSUFFICIENT_BUFFER) {
-        size += RoomForNew;
+        size += roomForNew;
         table.resize(size);
     }
     if (error != NO_ERROR) {

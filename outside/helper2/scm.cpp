@@ -1,21 +1,22 @@
 #include "outside/helper2/scm.h"
 
+#include "outside/last_error.h"
+
 #include <algorithm>
 
 namespace scm {
 namespace {
 
-constexpr DWORD MaxWait = 30'000; // ms
-constexpr DWORD MinPause = 50;    // ms
-constexpr DWORD MaxPause = 1'000; // ms
-constexpr DWORD HintParts = 10;   // the fraction of its hint after which a service should be asked again
+constexpr DWORD maxWait = 30'000; // ms
+constexpr DWORD minPause = 50;    // ms
+constexpr DWORD maxPause = 1'000; // ms
+constexpr DWORD hintParts = 10;   // the fraction of its hint after which a service should be asked again
 
 } // namespace
 
 void CloseHandle::operator()(SC_HANDLE handle) const noexcept {
-    const DWORD error = GetLastError();
+    const LastErrorKept kept;
     CloseServiceHandle(handle);
-    SetLastError(error);
 }
 
 Handle openService(const char* name, DWORD access) {
@@ -25,11 +26,11 @@ Handle openService(const char* name, DWORD access) {
 
 bool Patience::pause(const SERVICE_STATUS& status) const {
     const DWORD waited = GetTickCount() - start;
-    if (waited >= MaxWait) {
+    if (waited >= maxWait) {
         SetLastError(ERROR_SERVICE_REQUEST_TIMEOUT);
         return false;
     }
-    Sleep(std::min(std::clamp(status.dwWaitHint / HintParts, MinPause, MaxPause), MaxWait - waited));
+    Sleep(std::min(std::clamp(status.dwWaitHint / hintParts, minPause, maxPause), maxWait - waited));
     return true;
 }
 

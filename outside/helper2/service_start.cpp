@@ -12,11 +12,11 @@ struct Config {
 };
 
 std::optional<Config> configOf(SC_HANDLE service) {
-    static constexpr DWORD MaxConfig = 8 * 1024; // bytes, the most that the system gives
-    alignas(QUERY_SERVICE_CONFIGA) BYTE buffer[MaxConfig];
+    static constexpr DWORD maxConfig = 8 * 1024; // bytes, the most that the system gives
+    alignas(QUERY_SERVICE_CONFIGA) BYTE buffer[maxConfig];
     const auto config = reinterpret_cast<QUERY_SERVICE_CONFIGA*>(buffer);
     DWORD needed = 0;
-    if (!QueryServiceConfigA(service, config, MaxConfig, &needed))
+    if (!QueryServiceConfigA(service, config, maxConfig, &needed))
         return std::nullopt;
     return Config{config->dwServiceType, config->dwStartType};
 }

@@ -9,7 +9,7 @@ namespace {
 
 using Names = std::vector<std::string>;
 
-constexpr DWORD StopAccess = SERVICE_STOP | SERVICE_QUERY_STATUS | SERVICE_ENUMERATE_DEPENDENTS;
+constexpr DWORD stopAccess = SERVICE_STOP | SERVICE_QUERY_STATUS | SERVICE_ENUMERATE_DEPENDENTS;
 
 // In the order in which they are to be stopped.
 std::optional<Names> activeDependents(SC_HANDLE service) {
@@ -38,7 +38,7 @@ bool stopDependents(SC_HANDLE service, const scm::Patience& patience) {
     if (!names)
         return false;
     for (const auto& name : *names) {
-        const auto dependent = scm::openService(name.c_str(), StopAccess);
+        const auto dependent = scm::openService(name.c_str(), stopAccess);
         if (!dependent || !stopAndWait(dependent.get(), patience))
             return false;
     }
@@ -72,6 +72,6 @@ bool stopAndWait(SC_HANDLE service, const scm::Patience& patience) {
 } // namespace
 
 bool StopService(const char* name) {
-    const auto service = scm::openService(name, StopAccess);
+    const auto service = scm::openService(name, stopAccess);
     return service && stopAndWait(service.get(), scm::Patience());
 }

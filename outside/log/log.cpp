@@ -1,5 +1,6 @@
 #include "outside/Log.h"
 
+#include "outside/last_error.h"
 #include "outside/log/record_file.h"
 #include "outside/log/record_text.h"
 #include "outside/log/settings.h"
@@ -29,17 +30,6 @@ class CloseAtUnload {
 };
 
 const CloseAtUnload closeAtUnload;
-
-class LastErrorKept {
-  public:
-    LastErrorKept() = default;
-    ~LastErrorKept() { SetLastError(code); }
-    LastErrorKept(const LastErrorKept&) = delete;
-    LastErrorKept& operator=(const LastErrorKept&) = delete;
-
-  private:
-    const DWORD code = GetLastError();
-};
 
 void write(int level, const char* file, long line, const std::string& text) {
     if (openLog)

@@ -12,7 +12,7 @@ namespace logging {
 namespace {
 
 // A file that cannot be opened costs a wait; it is not tried again at each record.
-constexpr DWORD ReopenPause = 10'000; // ms
+constexpr DWORD reopenPause = 10'000; // ms
 
 // Holds the section. Once the process is ending nobody else can release it, so it is then taken only when
 // free.
@@ -40,7 +40,7 @@ class Guard {
 
 std::unique_ptr<spdlog::sinks::sink> makeSink(const FileSettings& settings) {
     std::unique_ptr<spdlog::sinks::sink> sink;
-    if (settings.path == StandardError)
+    if (settings.path == standardError)
         sink = std::make_unique<spdlog::sinks::stderr_sink_st>();
     else
         sink = std::make_unique<spdlog::sinks::rotating_file_sink_st>(settings.path, settings.maxBytes,
@@ -65,9 +65,9 @@ RecordFile::~RecordFile() {
 
 void RecordFile::write(const std::string& line) noexcept {
     // A rotation that fails spoils the sink; the record then goes to a new one.
-    constexpr int Attempts = 2;
+    constexpr int attempts = 2;
     try {
-        for (int attempt = 0; attempt < Attempts; ++attempt) {
+        for (int attempt = 0; attempt < attempts; ++attempt) {
             if (needsOpening())
                 open(fileSettings());
             if (put(line))
@@ -81,7 +81,7 @@ bool RecordFile::needsOpening() {
     if (processIsEnding())
         return false;
     const Guard guard(section);
-    return !sink && !(openingFailed && GetTickCount() - failedAt < ReopenPause);
+    return !sink && !(openingFailed && GetTickCount() - failedAt < reopenPause);
 }
 
 void RecordFile::open(const FileSettings& settings) {

@@ -36,8 +36,8 @@ std::string encoded(const std::wstring& wide) {
 }
 
 bool isControl(wchar_t c) {
-    constexpr wchar_t LineSeparator = 0x2028, ParagraphSeparator = 0x2029;
-    return c < 0x20 || (c >= 0x7F && c < 0xA0) || c == LineSeparator || c == ParagraphSeparator;
+    constexpr wchar_t lineSeparator = 0x2028, paragraphSeparator = 0x2029;
+    return c < 0x20 || (c >= 0x7F && c < 0xA0) || c == lineSeparator || c == paragraphSeparator;
 }
 
 std::wstring spelt(wchar_t control) {

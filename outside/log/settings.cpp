@@ -16,11 +16,11 @@ extern "C" IMAGE_DOS_HEADER __ImageBase;
 namespace logging {
 namespace {
 
-constexpr long DefaultLevel = 2;
-constexpr long DefaultFileKiB = 1024;
-constexpr long MaxFileKiB = 1024 * 1024;
-constexpr long DefaultFiles = 5;
-constexpr long MaxFiles = 100;
+constexpr long defaultLevel = 2;
+constexpr long defaultFileKiB = 1024;
+constexpr long maxFileKiB = 1024 * 1024;
+constexpr long defaultFiles = 5;
+constexpr long maxFiles = 100;
 
 std::filesystem::path modulePath(HMODULE module) {
     std::wstring path(MAX_PATH, L'\0');
@@ -42,10 +42,10 @@ std::wstring environment(const wchar_t* name) {
 }
 
 std::wstring configured(const wchar_t* key) {
-    static constexpr DWORD MaxValue = 1024; // characters
+    static constexpr DWORD maxValue = 1024; // characters
     const auto file = modulePath(reinterpret_cast<HMODULE>(&__ImageBase)).replace_filename(L"Log.ini");
-    std::wstring value(MaxValue, L'\0');
-    value.resize(GetPrivateProfileStringW(L"log", key, L"", value.data(), MaxValue, file.c_str()));
+    std::wstring value(maxValue, L'\0');
+    value.resize(GetPrivateProfileStringW(L"log", key, L"", value.data(), maxValue, file.c_str()));
     return value;
 }
 
@@ -75,7 +75,7 @@ std::wstring defaultPath() {
 long startLevel() {
     if (const auto level = number(environment(L"TAVIK_LOG_LEVEL")))
         return *level;
-    return number(configured(L"level")).value_or(DefaultLevel);
+    return number(configured(L"level")).value_or(defaultLevel);
 }
 
 FileSettings fileSettings() {
@@ -84,8 +84,8 @@ FileSettings fileSettings() {
         path = configured(L"file");
     if (path.empty())
         path = defaultPath();
-    const long kiB = configuredNumber(L"size", DefaultFileKiB, MaxFileKiB);
-    const long files = configuredNumber(L"files", DefaultFiles, MaxFiles);
+    const long kiB = configuredNumber(L"size", defaultFileKiB, maxFileKiB);
+    const long files = configuredNumber(L"files", defaultFiles, maxFiles);
     return {path, static_cast<std::size_t>(kiB) * 1024, static_cast<std::size_t>(files)};
 }
 

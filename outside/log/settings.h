@@ -7,7 +7,7 @@
 namespace logging {
 
 // A path that stands for standard error instead of a file.
-inline constexpr wchar_t StandardError[] = L"-";
+inline constexpr wchar_t standardError[] = L"-";
 
 struct FileSettings {
     std::wstring path;
