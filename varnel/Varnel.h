@@ -36,7 +36,7 @@ class VARNEL_API DIALUP_CALLBACK {
     // One dial attempt. Its event is closed with the last reference, so neither thread can meet a closed
     // handle.
     struct VARNEL_API ITEM {
-        explicit ITEM(unsigned int callbackId);
+        explicit ITEM(unsigned int id);
         ~ITEM();
         ITEM(const ITEM&) = delete;
         ITEM& operator=(const ITEM&) = delete;

@@ -21,12 +21,12 @@ class ActiveConnections {
     // How many a search for one connection looks at.
     DWORD examined() const { return std::min(listed(), maxExamined); }
 
-    HRASCONN handle(DWORD index) { return record(index).hrasconn; }
-    std::string entryName(DWORD index) { return textOfField(record(index).szEntryName); }
-    std::string phoneBook(DWORD index) { return textOfField(record(index).szPhonebook); }
+    HRASCONN handle(DWORD index) const { return record(index).hrasconn; }
+    std::string entryName(DWORD index) const { return textOfField(record(index).szEntryName); }
+    std::string phoneBook(DWORD index) const { return textOfField(record(index).szPhonebook); }
 
   private:
-    RASCONNA& record(DWORD index);
+    RASCONNA& record(DWORD index) const;
 
     const DWORD room; // records
     Owner<HeapBlock> block;

@@ -2,9 +2,9 @@
 
 #include "log_line.h"
 
-CallTrace::CallTrace(const std::string& operation_, const std::string& arguments_, long line_, int level_)
-    : operation(operation_), file(logFile), arguments(arguments_), line(line_), level(level_),
-      start(GetTickCount()) {
+CallTrace::CallTrace(std::string name, std::string argumentText, long sourceLine, int recordLevel)
+    : operation(std::move(name)), file(sourceName), arguments(std::move(argumentText)), line(sourceLine),
+      level(recordLevel), start(GetTickCount()) {
     LOG::print(level, file.c_str(), line, "==>>%s(%s)\n", operation.c_str(), arguments.c_str());
 }
 

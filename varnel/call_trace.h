@@ -8,7 +8,7 @@
 // and after how many milliseconds. The threshold is the logging library's to apply.
 class CallTrace {
   public:
-    CallTrace(const std::string& operation, const std::string& arguments, long line, int level);
+    CallTrace(std::string name, std::string argumentText, long sourceLine, int recordLevel);
     ~CallTrace();
     CallTrace(const CallTrace&) = delete;
     CallTrace& operator=(const CallTrace&) = delete;

@@ -4,7 +4,7 @@
 #include "log_line.h"
 #include "module_instance.h"
 #include "outside/Helper.h"
-#include "ras_records.h"
+#include "ras_queries.h"
 
 #include <raserror.h>
 
@@ -15,8 +15,8 @@ constexpr DWORD notifierTypeRasDialFunc2 = 2;
 // An attempt is registered for as long as somebody waits for it; later notifications find nothing.
 class Registration {
   public:
-    Registration(DIALUP_CALLBACK& registry_, unsigned int callbackId_)
-        : registry(registry_), callbackId(callbackId_), item(registry.addItem(callbackId)) {}
+    Registration(DIALUP_CALLBACK& attempts, unsigned int id)
+        : registry(attempts), callbackId(id), item(registry.addItem(callbackId)) {}
     ~Registration() { registry.removeItem(callbackId); }
     Registration(const Registration&) = delete;
     Registration& operator=(const Registration&) = delete;
@@ -51,11 +51,8 @@ DWORD waitForEnd(const DIALUP_CALLBACK::ITEM& attempt, DWORD timeout) {
 }
 
 void logPppAddress(HRASCONN conn) {
-    RASPPPIPA projection = {};
-    DWORD size = rasPppIpSize;
-    projection.dwSize = rasPppIpSize;
-    if (RasGetProjectionInfoA(conn, RASP_PppIp, &projection, &size) == 0)
-        LOG_LINE(3, "Dial success, got pptp ip " + textOfField(projection.szIpAddress));
+    if (const std::optional<std::string> address = pppAddress(conn))
+        LOG_LINE(3, "Dial success, got pptp ip " + *address);
     else
         LOG_LINE(2, "Dial success, but can't get ppp ip");
 }

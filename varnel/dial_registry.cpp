@@ -11,7 +11,7 @@ namespace {
 // for long.
 class RegistryLock {
   public:
-    explicit RegistryLock(boost::recursive_mutex& mutex_) : mutex(mutex_) {
+    explicit RegistryLock(boost::recursive_mutex& lock) : mutex(lock) {
         while (!mutex.try_lock())
             Sleep(1);
     }
@@ -25,8 +25,8 @@ class RegistryLock {
 
 } // namespace
 
-DIALUP_CALLBACK::ITEM::ITEM(unsigned int callbackId_)
-    : callbackId(callbackId_), hConn(nullptr), hEvent(CreateEventA(nullptr, TRUE, FALSE, nullptr)), error(0),
+DIALUP_CALLBACK::ITEM::ITEM(unsigned int id)
+    : callbackId(id), hConn(nullptr), hEvent(CreateEventA(nullptr, TRUE, FALSE, nullptr)), error(0),
       error2(0) {}
 
 DIALUP_CALLBACK::ITEM::~ITEM() {

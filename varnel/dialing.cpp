@@ -6,7 +6,7 @@
 #include "outside/Helper.h"
 #include "owners.h"
 #include "phonebook_lock.h"
-#include "ras_records.h"
+#include "ras_queries.h"
 
 #include <optional>
 
@@ -30,12 +30,6 @@ bool fitsDialParams(const std::string& id, const std::string& password) {
            password.find('\0') == std::string::npos;
 }
 
-std::string errorText(DWORD error) {
-    char text[1024] = {};
-    RasGetErrorStringA(error, text, sizeof text);
-    return textOfField(text);
-}
-
 // What is stored with the entry; nothing of the record is sure to be as it was, nor to have an end.
 void takeStoredParams(const std::string& phoneBook, RASDIALPARAMSA& params) {
     BOOL passwordStored = FALSE;
@@ -45,27 +39,12 @@ void takeStoredParams(const std::string& phoneBook, RASDIALPARAMSA& params) {
     endField(params.szDomain);
 }
 
-struct STATUS {
-    DWORD queryError; // of the query itself
-    DWORD linkError;  // of the connection, when the query worked
-};
-
-// The state of a connection whose dial has ended without an error, after it has had time to settle.
-STATUS settledStatus(HRASCONN conn) {
-    Sleep(settlingTime);
-    RASCONNSTATUSA status = {};
-    status.dwSize = rasConnStatusSize;
-    const DWORD queryError = RasGetConnectStatusA(conn, &status);
-    return {queryError, queryError == 0 ? status.dwError : 0};
-}
-
 } // namespace
 
 // One dial-up of a prepared entry. The password lives in the dial parameters alone and is wiped with them.
 class VARNEL::Dialing {
   public:
-    Dialing(const std::string& id, const std::string& password, const std::string& phoneBook,
-            const std::string& entryName);
+    Dialing(const std::string& peer, const std::string& password, std::string file, std::string name);
     ~Dialing() {
         SecureZeroMemory(&params, sizeof params);
         const Owner<RasConnection> abandoned(conn); // none, unless an exception passes
@@ -79,12 +58,13 @@ class VARNEL::Dialing {
     // The result of the first dial, or nothing when the peer is to be dialled again.
     std::optional<DWORD> firstDial();
     std::optional<DWORD> judgeFailure(DWORD error);
-    std::optional<DWORD> confirmFirstDial();
     DWORD redial();
     bool moveEntryToFreshName();
     DWORD renameEntry() const;
     DWORD secondDial();
-    DWORD confirmSecondDial();
+    // The error of a link whose dial ended without one, after it has had time to settle; nothing when the
+    // service does not tell. A link with an error is hung up.
+    std::optional<DWORD> settledError(bool first);
 
     DWORD dial(DWORD timeout);
     void hangUp() { dialDown(std::exchange(conn, nullptr), id); }
@@ -97,9 +77,9 @@ class VARNEL::Dialing {
     HRASCONN conn = nullptr;
 };
 
-VARNEL::Dialing::Dialing(const std::string& id_, const std::string& password, const std::string& phoneBook_,
-                         const std::string& entryName_)
-    : id(id_), phoneBook(phoneBook_), entryName(entryName_) {
+VARNEL::Dialing::Dialing(const std::string& peer, const std::string& password, std::string file,
+                         std::string name)
+    : id(peer), phoneBook(std::move(file)), entryName(std::move(name)) {
     params.dwSize = rasDialParamsSize;
     copyToField(params.szEntryName, entryName);
     takeStoredParams(phoneBook, params);
@@ -130,9 +110,8 @@ std::optional<DWORD> VARNEL::Dialing::firstDial() {
         LOG_LINE(2, "oops, ErrorCode " + int2stru(error) + " conn is NULL");
     if (error != 0)
         return judgeFailure(error);
-    if (conn == nullptr)
-        return std::nullopt;
-    return confirmFirstDial();
+    const bool up = conn != nullptr && settledError(true) == DWORD{0};
+    return up ? std::optional<DWORD>(0) : std::nullopt;
 }
 
 std::optional<DWORD> VARNEL::Dialing::judgeFailure(DWORD error) {
@@ -142,15 +121,18 @@ std::optional<DWORD> VARNEL::Dialing::judgeFailure(DWORD error) {
     }
     if (error == ERROR_DIAL_ALREADY_IN_PROGRESS)
         return std::nullopt;
-    LOG_LINE(2, dialText() + " fail, error " + int2stru(error) + errorText(error));
+    LOG_LINE(2, dialText() + " fail, error " + int2stru(error) + errorText<1024>(error));
     removeEntry(phoneBook, entryName);
     return error;
 }
 
-std::optional<DWORD> VARNEL::Dialing::confirmFirstDial() {
-    const STATUS status = settledStatus(conn);
+// The records of the two dials differ by a blank here and the phonebook there.
+std::optional<DWORD> VARNEL::Dialing::settledError(bool first) {
+    Sleep(settlingTime);
+    const LinkStatus status = linkStatus(conn);
     if (status.queryError != 0) {
-        LOG_LINE(2, "RasGetConnectStatus " + phoneBook + " " + entryName + " fail,error " +
+        LOG_LINE(2, "RasGetConnectStatus " +
+                        (first ? phoneBook + " " + entryName + " fail,error " : entryName + " fail, error ") +
                         int2stru(status.queryError));
         return std::nullopt;
     }
@@ -159,8 +141,9 @@ std::optional<DWORD> VARNEL::Dialing::confirmFirstDial() {
         return 0;
     }
     hangUp();
-    LOG_LINE(2, dialText() + "return success, but RasGetConnectStatus return " + int2stru(status.linkError));
-    return std::nullopt;
+    LOG_LINE(2, dialText() + (first ? "" : " ") + "return success, but RasGetConnectStatus return " +
+                    int2stru(status.linkError));
+    return status.linkError;
 }
 
 DWORD VARNEL::Dialing::redial() {
@@ -210,22 +193,7 @@ DWORD VARNEL::Dialing::secondDial() {
         LOG_LINE(2, "Oops, ErrorCode = 0, but Conn is NULL");
         return 0;
     }
-    return confirmSecondDial();
-}
-
-DWORD VARNEL::Dialing::confirmSecondDial() {
-    const STATUS status = settledStatus(conn);
-    if (status.queryError != 0) {
-        LOG_LINE(2, "RasGetConnectStatus " + entryName + " fail, error " + int2stru(status.queryError));
-        return 0;
-    }
-    if (status.linkError == 0) {
-        LOG_LINE(3, phoneBook + "," + entryName + " RasDial must success");
-        return 0;
-    }
-    hangUp();
-    LOG_LINE(2, dialText() + " return success, but RasGetConnectStatus return " + int2stru(status.linkError));
-    return status.linkError;
+    return settledError(false).value_or(0);
 }
 
 DWORD VARNEL::dialUp2(const std::string& id, const std::string& password, bool usePublicPhoneBook,

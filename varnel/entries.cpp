@@ -1,4 +1,4 @@
-// The peers' entries in phonebooks: how they are named, written, found and removed.
+// The peers' entries in phonebooks: how they are written, found and removed.
 #include "Varnel.h"
 #include "call_trace.h"
 #include "log_line.h"
@@ -7,31 +7,17 @@
 #include "ras_records.h"
 
 #include <algorithm>
-#include <cstdio>
-#include <cstring>
-#include <mutex>
 
 #include <raserror.h>
 
 namespace {
 
 constexpr int maxEnumerations = 5;
-constexpr char suffixMark[] = " #";
 
 constexpr DWORD encryptedOptions = RASEO_RequireEncryptedPw | RASEO_RequireMsEncryptedPw |
                                    RASEO_RequireDataEncryption | RASEO_RequireMsCHAP2;
 constexpr DWORD plainOptions = RASEO_Custom | RASEO_RequireCHAP;
 static_assert(encryptedOptions == 0x20001C00 && plainOptions == 0x08100000);
-
-// The suffix number that the entry names of each peer carry, by lower-case id. Several threads may dial at
-// once.
-std::map<std::string, int> entrySuffixIndex;
-std::mutex entrySuffixLock;
-
-std::string lowCase(std::string text) {
-    Convert2LowCase(text);
-    return text;
-}
 
 RASENTRYA pptpEntry(unsigned long ip, bool requireEncryption) {
     RASENTRYA entry = {};
@@ -105,17 +91,6 @@ std::pair<std::string, std::string> VARNEL::createEntry(INFO* info, bool usePubl
     return {phoneBook, entryName};
 }
 
-std::string VARNEL::getEntryNameWithSuffix(const std::string& id, bool advance) {
-    const std::string key = lowCase(id);
-    const std::scoped_lock locked(entrySuffixLock);
-    int& index = entrySuffixIndex[key];
-    if (advance)
-        ++index;
-    char suffix[16] = {};
-    std::snprintf(suffix, sizeof suffix, " #%d", index);
-    return key + suffix;
-}
-
 std::list<RASENTRYNAMEA> VARNEL::getAllEntries(const std::string& phoneBook) {
     std::list<RASENTRYNAMEA> entries;
     if (!phoneBook.empty() && !IsFileExist(phoneBook.c_str()))
@@ -129,17 +104,8 @@ std::list<RASENTRYNAMEA> VARNEL::getAllEntries(const std::string& phoneBook) {
     return entries;
 }
 
-bool VARNEL::matchId(const std::string& entryName, const std::string& id) {
-    const std::string name = lowCase(entryName);
-    const std::string key = lowCase(id);
-    if (!name.starts_with(key))
-        return false;
-    const std::string rest = name.substr(key.size());
-    return rest.empty() || rest.starts_with(suffixMark);
-}
-
 std::string VARNEL::getCurrentEntryName(const std::string& phoneBook, const std::string& id) {
-    for (RASENTRYNAMEA& entry : getAllEntries(phoneBook)) {
+    for (const RASENTRYNAMEA& entry : getAllEntries(phoneBook)) {
         std::string name = textOfField(entry.szEntryName);
         if (matchId(name, id))
             return name;
@@ -162,7 +128,7 @@ bool VARNEL::removeEntry(const std::string& phoneBook, const std::string& entryN
 void VARNEL::removeEntries(const std::list<std::string>& ids) {
     if (ids.empty() || isWin6Plus)
         return;
-    for (RASENTRYNAMEA& entry : getAllEntries("")) {
+    for (const RASENTRYNAMEA& entry : getAllEntries("")) {
         const std::string name = textOfField(entry.szEntryName);
         const std::string phoneBook = textOfField(entry.szPhonebookPath);
         for (const std::string& id : ids) {

@@ -5,6 +5,7 @@
 #include "hanging_up.h"
 #include "log_line.h"
 #include "outside/Helper.h"
+#include "ras_queries.h"
 
 #include <raserror.h>
 
@@ -13,25 +14,19 @@ namespace {
 constexpr DWORD goneTimeout = 3'000; // ms until the service must have forgotten a handle
 constexpr DWORD tellingPause = 100;  // ms before the host is told
 
-bool isGone(HRASCONN conn, DWORD& answer) {
-    RASCONNSTATUSA status = {};
-    status.dwSize = rasConnStatusSize;
-    answer = RasGetConnectStatusA(conn, &status);
-    return answer == ERROR_INVALID_HANDLE;
-}
-
 // The service hangs up behind the caller's back, and a redial before it has done so can fail.
 bool waitUntilGone(HRASCONN conn) {
-    DWORD answer = 0;
     const DWORD start = GetTickCount();
-    while (!isGone(conn, answer)) {
+    for (;;) {
+        const DWORD answer = linkStatus(conn).queryError;
+        if (answer == ERROR_INVALID_HANDLE)
+            return true;
         if (GetTickCount() - start > goneTimeout) {
             LOG_LINE(2, "OOPS, dialdown fail,StatusRet " + int2stru(answer));
             return false;
         }
         Sleep(0);
     }
-    return true;
 }
 
 // `hostsFunction` is read again after the pause, since clean() may have cleared it meanwhile.
@@ -51,41 +46,20 @@ void logHangUp(const std::string& entryName, bool hungUp) {
 }
 
 // The connection's own address on its link, in host byte order; 0 when it has none or it cannot be read.
-DWORD pppAddress(HRASCONN conn, const std::string& entryName) {
+DWORD addressOf(HRASCONN conn, const std::string& entryName) {
     LOG_LINE(3, "Try to get " + entryName + " ip");
-    RASPPPIPA projection = {};
-    DWORD size = rasPppIpSize;
-    projection.dwSize = rasPppIpSize;
-    if (RasGetProjectionInfoA(conn, RASP_PppIp, &projection, &size) != 0) {
+    const std::optional<std::string> text = pppAddress(conn);
+    if (!text) {
         LOG_LINE(2, "Can't get ppp ip from " + entryName);
         return 0;
     }
-    const DWORD address = ntohl(inet_addr(textOfField(projection.szIpAddress).c_str()));
+    const DWORD address = ntohl(inet_addr(text->c_str()));
     LOG_LINE(3, entryName + "ip " + ip2string(address));
     return address;
 }
 
 bool sameFirstOctet(DWORD one, DWORD other) {
     return one >> 24 == other >> 24;
-}
-
-// Hangs up those of the first connections that `wanted` picks; the result of the last hang-up, true without
-// any.
-template<class Wanted, class HangUp>
-bool hangUpEach(Wanted wanted, HangUp hangUp) {
-    ActiveConnections connections(ActiveConnections::maxExamined, HEAP_ZERO_MEMORY);
-    if (connections.error() != 0)
-        return true;
-    LOG_LINE(3, "get " + int2stru(connections.reported()) + " connections");
-    bool hungUp = true;
-    for (DWORD i = 0; i < connections.examined(); ++i) {
-        const std::string entryName = connections.entryName(i);
-        if (!wanted(connections.handle(i), entryName))
-            continue;
-        hungUp = hangUp(connections.handle(i));
-        logHangUp(entryName, hungUp);
-    }
-    return hungUp;
 }
 
 } // namespace
@@ -114,7 +88,7 @@ bool VARNEL::HangingUp::peer(const std::string& id, HRASCONN& dialled) {
         return false;
     bool hungUp = false;
     {
-        ActiveConnections connections(ActiveConnections::ampleRoom, 0);
+        const ActiveConnections connections(ActiveConnections::ampleRoom, 0);
         for (DWORD i = 0; i < connections.examined(); ++i) {
             const std::string entryName = connections.entryName(i);
             if (!matchId(entryName, id))
@@ -132,18 +106,33 @@ bool VARNEL::HangingUp::peer(const std::string& id, HRASCONN& dialled) {
     return hungUp;
 }
 
+// The result is that of the last hang-up, true without any.
+template<class Wanted>
+bool VARNEL::HangingUp::each(Wanted wanted) {
+    const ActiveConnections connections(ActiveConnections::maxExamined, HEAP_ZERO_MEMORY);
+    if (connections.error() != 0)
+        return true;
+    LOG_LINE(3, "get " + int2stru(connections.reported()) + " connections");
+    bool hungUp = true;
+    for (DWORD i = 0; i < connections.examined(); ++i) {
+        const std::string entryName = connections.entryName(i);
+        if (!wanted(connections.handle(i), entryName))
+            continue;
+        hungUp = dialDown(connections.handle(i), "");
+        logHangUp(entryName, hungUp);
+    }
+    return hungUp;
+}
+
 bool VARNEL::dialDownAllPptp() {
     const CallTrace trace("VARNEL::dialDownAllPptp", "", __LINE__, 3);
-    return hangUpEach([](HRASCONN, const std::string&) { return true; },
-                      [](HRASCONN conn) { return dialDown(conn, ""); });
+    return HangingUp::each([](HRASCONN, const std::string&) { return true; });
 }
 
 bool VARNEL::dialDownSameIp(DWORD ip) {
     const CallTrace trace("VARNEL::dialDownSameIp", ip2string(ip), __LINE__, 3);
-    return hangUpEach(
-        [ip](HRASCONN conn, const std::string& entryName) {
-            const DWORD address = pppAddress(conn, entryName);
-            return address != 0 && sameFirstOctet(address, ip);
-        },
-        [](HRASCONN conn) { return dialDown(conn, ""); });
+    return HangingUp::each([ip](HRASCONN conn, const std::string& entryName) {
+        const DWORD address = addressOf(conn, entryName);
+        return address != 0 && sameFirstOctet(address, ip);
+    });
 }

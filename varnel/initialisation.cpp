@@ -6,6 +6,7 @@
 #include "outside/Helper.h"
 #include "outside/Helper2.h"
 #include "phonebook_lock.h"
+#include "port_guard.h"
 #include "user_messages.h"
 
 #include <utility>
@@ -16,7 +17,6 @@ constexpr DWORD bindTimeout = 1'000;         // ms
 constexpr DWORD bootPeriod = 300'000;        // ms of uptime within which services are still settling
 constexpr DWORD stopRetryInBoot = 10'000;    // ms
 constexpr DWORD stopRetryAfterBoot = 30'000; // ms
-constexpr u_short pptpControlPort = 1723;
 constexpr char remoteAccess[] = "RemoteAccess";
 
 // A path that does not fit the buffer is refused: it stays empty.
@@ -28,31 +28,30 @@ void setDriverPath(char (&path)[MAX_PATH], const std::string& systemFolder, cons
     copyToField(path, text.size() < MAX_PATH ? text : std::string());
 }
 
+// How a step of init() ended. One that ends init() has said in the message what the user must correct.
+enum class Step { notNeeded, done, failed, endsInit };
+
 } // namespace
 
-// The steps of init(), in the order in which they run. A step that returns false has failed in a way that the
-// user must correct, and has said so in the message.
+// The steps of init(), in the order in which they run.
 class VARNEL::Initialisation {
   public:
-    Initialisation(bool bindAnyAddress_, bool disableRemoteAccess_, std::wstring& message_)
-        : bindAnyAddress(bindAnyAddress_), disableRemoteAccess(disableRemoteAccess_), message(message_) {}
+    Initialisation(bool anyAddress, bool disable, std::wstring& text)
+        : bindAnyAddress(anyAddress), disableRemoteAccess(disable), message(text) {}
     ~Initialisation();
     Initialisation(const Initialisation&) = delete;
     Initialisation& operator=(const Initialisation&) = delete;
 
-    bool startKestrin();
-    void startOmbrel();
-    bool enableTapiSrv() { return enableService("TapiSrv", tapiSrvMessage); }
-    bool enableRasMan() { return enableService("RasMan", rasManMessage); }
+    Step startKestrin();
+    Step startOmbrel();
+    Step enableTapiSrv() { return enableIfDisabled("TapiSrv", tapiSrvMessage); }
+    Step enableRasMan() { return enableIfDisabled("RasMan", rasManMessage); }
     void stopRemoteAccess();
-    bool takePort1723();
-    void enableRemoteAccessAgain();
-
-    bool result = false; // init()'s own, as far as no step failed
+    Step takePort1723();
+    Step enableRemoteAccessAgain() const;
 
   private:
-    bool enableService(const char* name, std::wstring (*failureMessage)(bool chinese));
-    void logPortTaken() const;
+    Step enableIfDisabled(const char* service, std::wstring (*failureMessage)(bool chinese));
 
     const bool chinese = IsChineseOs();
     const bool bindAnyAddress;
@@ -68,41 +67,42 @@ VARNEL::Initialisation::~Initialisation() {
         closesocket(std::exchange(s1723, INVALID_SOCKET));
 }
 
-bool VARNEL::Initialisation::startKestrin() {
+Step VARNEL::Initialisation::startKestrin() {
     if (GetIs64Os()) {
         LOG_LINE(1, "x64 doesn't need to install kestrin");
-        return true;
+        return Step::notNeeded;
     }
     kestrinStarted = tryinstallDriverAndLaunchKestrin();
     if (kestrinStarted)
-        return true;
+        return Step::done;
     LOG_LINE(2, "tryinstallDriverAndLaunchKestrin fail!!!");
     if (!IsWin2K() && !IsWinXP())
-        return true;
+        return Step::failed;
     message = driverMessage(chinese);
-    return false;
+    return Step::endsInit;
 }
 
-void VARNEL::Initialisation::startOmbrel() {
+Step VARNEL::Initialisation::startOmbrel() {
     if (isWin6Plus) {
         LOG_LINE(1, "Vista can't install ombrel");
-        return;
+        return Step::notNeeded;
     }
-    result = tryinstallDriverAndLaunchOmbrel();
-    if (!result)
-        LOG_LINE(2, "tryinstallDriverAndLaunchOmbrel fail!!!");
+    if (tryinstallDriverAndLaunchOmbrel())
+        return Step::done;
+    LOG_LINE(2, "tryinstallDriverAndLaunchOmbrel fail!!!");
+    return Step::failed;
 }
 
-bool VARNEL::Initialisation::enableService(const char* name, std::wstring (*failureMessage)(bool chinese)) {
+Step VARNEL::Initialisation::enableIfDisabled(const char* service,
+                                              std::wstring (*failureMessage)(bool chinese)) {
     bool exists = false;
-    if (IsServiceEnabled(name, &exists) || !exists)
-        return true;
-    result = EnableService(name, enableAsKindDoes);
-    if (!result) {
-        LOG_LINE(2, std::string("Can't enable service ") + name);
-        message = failureMessage(chinese);
-    }
-    return result;
+    if (IsServiceEnabled(service, &exists) || !exists)
+        return Step::notNeeded;
+    if (EnableService(service, enableAsKindDoes))
+        return Step::done;
+    LOG_LINE(2, std::string("Can't enable service ") + service);
+    message = failureMessage(chinese);
+    return Step::endsInit;
 }
 
 // Shortly after boot the service may still be starting and refuse to stop for minutes.
@@ -126,70 +126,71 @@ void VARNEL::Initialisation::stopRemoteAccess() {
         logStillThere();
 }
 
-void VARNEL::Initialisation::logPortTaken() const {
+// The remote-access server of the system itself listens while it has connections; hanging them up may free
+// the port.
+Step VARNEL::Initialisation::takePort1723() {
+    if (bind1723(bindTimeout, bindAnyAddress))
+        return Step::done;
     LOG_LINE(2, "Can't bind tcp port 1723");
     if (!IsWin2K() && !IsWinXP())
         LOG_LINE(2, "The os is not win2k or xp, but we still can't bind 1723, who bind it?");
-}
-
-// The remote-access server of the system itself listens while it has connections; hanging them up may free
-// the port.
-bool VARNEL::Initialisation::takePort1723() {
-    result = bind1723(bindTimeout, bindAnyAddress);
-    if (result)
-        return true;
-    logPortTaken();
     std::wstring processName;
     const DWORD pid = GetPortOccupyProcessW(pptpControlPort, processName);
     if (isSystemProcess(pid) && !dialDownAllPptp())
         LOG_LINE(2, "Can't dialdown all pptp");
-    result = bind1723(bindTimeout, bindAnyAddress);
-    if (result)
-        return true;
+    if (bind1723(bindTimeout, bindAnyAddress))
+        return Step::done;
     LOG_LINE(2, "Can't bind TCP port 1723(2)," + int2stru(pid) + "," + unicode2utf8(processName));
     message = portMessage(chinese, pid, processName);
-    return false;
+    return Step::endsInit;
 }
 
-void VARNEL::Initialisation::enableRemoteAccessAgain() {
+Step VARNEL::Initialisation::enableRemoteAccessAgain() const {
     if (!remoteAccessWasEnabled || !kestrinStarted || bindAnyAddress || disableRemoteAccess)
-        return;
-    result = EnableService(remoteAccess, enableAsKindDoes);
-    if (!result)
-        LOG_LINE(2, "Can't enable service RemoteAccess");
+        return Step::notNeeded;
+    if (EnableService(remoteAccess, enableAsKindDoes))
+        return Step::done;
+    LOG_LINE(2, "Can't enable service RemoteAccess");
+    return Step::failed;
 }
 
 bool VARNEL::init(void (*dialDownCallback)(const std::string&), bool installKestrin, bool installOmbrel,
-                  bool bindAnyAddress, bool onlyClient_, bool disableRemoteAccess, std::wstring& message) {
+                  bool bindAnyAddress, bool onlyClient, bool disableRemoteAccess, std::wstring& message) {
     const CallTrace trace("VARNEL::init", "", __LINE__, 3);
     Initialisation steps(bindAnyAddress, disableRemoteAccess, message);
     isWin6Plus = IsWin6Plus();
     pptpsrvDialDownCallback = dialDownCallback;
     chkRasPbFile();
     message.clear();
-    onlyClient = onlyClient_;
+    VARNEL::onlyClient = onlyClient;
     getPublicPhoneBook();
     chgWanEndPoints();
     addKeepRasConnections();
     getPathName();
     clearAllEntry();
 
-    steps.result = onlyClient;
-    if (installKestrin && !onlyClient && !steps.startKestrin())
+    // The last step that did something decides; a server of one's own needs the port.
+    bool ready = onlyClient;
+    const auto goesOn = [&ready](Step step) {
+        if (step != Step::notNeeded)
+            ready = step == Step::done;
+        return step != Step::endsInit;
+    };
+    if (installKestrin && !onlyClient && !goesOn(steps.startKestrin()))
         return false;
     if (installOmbrel)
-        steps.startOmbrel();
-    if (!steps.enableTapiSrv() || !steps.enableRasMan())
+        goesOn(steps.startOmbrel());
+    if (!goesOn(steps.enableTapiSrv()) || !goesOn(steps.enableRasMan()))
         return false;
     if (onlyClient)
-        return steps.result;
+        return ready;
 
     steps.stopRemoteAccess();
-    if (!steps.takePort1723())
+    if (!goesOn(steps.takePort1723()))
         return false;
-    steps.enableRemoteAccessAgain();
+    goesOn(steps.enableRemoteAccessAgain());
     close1723();
-    return steps.result;
+    return ready;
 }
 
 void VARNEL::getPathName() {

@@ -2,12 +2,12 @@
 
 #include "outside/Log.h"
 
-// What every record of the library names as its source file.
-inline constexpr char logFile[] = ".\\Varnel";
+// What every record of the library names as its source.
+inline constexpr char sourceName[] = ".\\Varnel";
 
 // Writes one record; `text` is evaluated only when the level is wanted.
 #define LOG_LINE(recordLevel, text)                                                                          \
     do {                                                                                                     \
         if (LOG::level >= (recordLevel))                                                                     \
-            LOG::prints((recordLevel), logFile, __LINE__, (text));                                           \
+            LOG::prints((recordLevel), sourceName, __LINE__, (text));                                        \
     } while (false)

@@ -1,9 +1,9 @@
 // How the remote-access service reports the progress of a dial attempt.
 #include "Varnel.h"
 #include "call_trace.h"
-#include "fields.h"
 #include "log_line.h"
 #include "outside/Helper.h"
+#include "ras_queries.h"
 
 #include <algorithm>
 #include <iterator>
@@ -73,9 +73,8 @@ void logNotification(DWORD callbackId, RASCONNSTATE state, DWORD error, DWORD er
 
 void logOutcome(RASCONNSTATE state, DWORD error) {
     if (error != 0) {
-        char text[256] = {};
-        RasGetErrorStringA(error, text, sizeof text);
-        LOG_LINE(2, "Error: " + int2stru(error) + " - " + textOfField(text));
+        const std::string text = errorText<256>(error);
+        LOG_LINE(2, "Error: " + int2stru(error) + " - " + text);
     } else if (state == RASCS_Connected) {
         LOG_LINE(3, "Connection completed.");
     } else if (state == RASCS_Disconnected) {

@@ -1,10 +1,8 @@
-// Where phonebook files are, and the system's lock on them.
+// Where phonebook files are.
 #include "Varnel.h"
 #include "fields.h"
 #include "log_line.h"
 #include "outside/Helper.h"
-#include "owners.h"
-#include "phonebook_lock.h"
 
 #include <shlobj.h>
 
@@ -55,20 +53,4 @@ bool VARNEL::removePhoneBook(const std::string& id) {
     if (isWin6Plus)
         return true;
     return DeleteFileA(privatePhoneBook(id).c_str()) != FALSE;
-}
-
-void chkRasPbFile() {
-    const Owner<KernelObject> mutex(OpenMutexA(SYNCHRONIZE, FALSE, "RasPbFile"));
-    if (!mutex) {
-        const DWORD error = GetLastError();
-        LOG_LINE(2, "Can't open mutex RasPbFile, error:" + int2stru(error));
-        return;
-    }
-    const DWORD state = WaitForSingleObject(mutex.get(), 0);
-    const bool acquired = state == WAIT_OBJECT_0 || state == WAIT_ABANDONED;
-    const Owner<OwnedMutex> owned(acquired ? mutex.get() : nullptr);
-    if (state == WAIT_ABANDONED)
-        LOG_LINE(2, "The RasPbFile is ABANDONED");
-    else if (!owned)
-        LOG_LINE(2, "Wait RasPbFile return " + int2stru(state));
 }

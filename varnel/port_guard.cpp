@@ -1,5 +1,7 @@
 // TCP port 1723, PPTP's control port: bound to prove that it is free, and held while the computer is
 // prepared.
+#include "port_guard.h"
+
 #include "Varnel.h"
 #include "call_trace.h"
 #include "log_line.h"
@@ -7,7 +9,6 @@
 
 namespace {
 
-constexpr u_short pptpControlPort = 1723;
 constexpr DWORD bindPause = 50; // ms between two attempts
 
 sockaddr_in controlPortAddress(bool anyAddress) {

@@ -8,7 +8,7 @@ std::string VARNEL::getCurrentEntryNameById(const std::string& id) {
     const CallTrace trace("VARNEL::getCurrentEntryNameById", id, __LINE__, 3);
     if (id.empty())
         return {};
-    ActiveConnections connections(ActiveConnections::ampleRoom, 0);
+    const ActiveConnections connections(ActiveConnections::ampleRoom, 0);
     for (DWORD i = 0; i < connections.examined(); ++i) {
         std::string entryName = connections.entryName(i);
         if (matchId(entryName, id))
@@ -19,7 +19,7 @@ std::string VARNEL::getCurrentEntryNameById(const std::string& id) {
 
 std::list<std::string> VARNEL::getAllActiveEntry() {
     std::list<std::string> entryNames;
-    ActiveConnections connections(ActiveConnections::ampleRoom, 0);
+    const ActiveConnections connections(ActiveConnections::ampleRoom, 0);
     for (DWORD i = 0; i < connections.listed(); ++i) {
         std::string entryName = connections.entryName(i);
         Convert2LowCase(entryName);

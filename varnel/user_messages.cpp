@@ -63,12 +63,11 @@ std::wstring driverMessage(bool chinese) {
                L"然后你可以通过net start TAVIK4CSRV重新启动Tavik核心服务。\r\n"
                L"你可以从 " HELP_PAGE L" 获得关于这个驱动程序更多的信息。";
     return L"Can't Install 'Kestrin' driver.\r\n"
-           L"A policy in your anti-virus or local security setting prevents Tavik Core Engine Service to "
-           L"install "
-           L"kestrin.sys driver.\r\n"
+           L"A policy in your anti-virus or local security setting prevents Tavik Core Engine Service "
+           L"to install kestrin.sys driver.\r\n"
            L"Tavik Core Engine Service has stoped.\r\n"
-           L"Note: Please modify your anti-virus software settings or local security settings to allow the "
-           L"driver\r\n"
+           L"Note: Please modify your anti-virus software settings or local security settings "
+           L"to allow the driver\r\n"
            L"After that, you can 'net start TAVIK4CSRV' to start Tavik Core Engine Service.\r\n"
            L"You can find more infomation about this driver from " HELP_PAGE L".";
 }
