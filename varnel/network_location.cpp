@@ -55,18 +55,14 @@ Manager createManager() {
     return Manager(static_cast<INetworkListManager*>(created));
 }
 
-Connections connectionsOf(INetworkListManager* manager) {
-    IEnumNetworkConnections* connections = nullptr;
-    if (FAILED(manager->GetNetworkConnections(&connections)))
-        LOG_LINE(2, "GetNetworkConnections fail");
-    return Connections(connections);
-}
-
-Network networkOf(INetworkConnection* connection) {
-    INetwork* network = nullptr;
-    if (FAILED(connection->GetNetwork(&network)))
-        LOG_LINE(2, "GetNetwork fail");
-    return Network(network);
+// What a method of `object` hands out; nothing, and a record, when it fails.
+template<class Object, class Result>
+Owner<ComInterface<Result>> handedOut(Object* object, HRESULT (STDMETHODCALLTYPE Object::*method)(Result**),
+                                      const char* failure) {
+    Result* result = nullptr;
+    if (FAILED((object->*method)(&result)))
+        LOG_LINE(2, failure);
+    return Owner<ComInterface<Result>>(result);
 }
 
 std::wstring lowCase(std::wstring text) {
@@ -127,7 +123,8 @@ bool settleNetworks(IEnumNetworkConnections* connections, const std::wstring& wa
             LOG_LINE(2, "GetNetworkConnections fail");
         if (result != S_OK || !connection)
             return found;
-        const Network network = networkOf(connection.get());
+        const Network network =
+            handedOut(connection.get(), &INetworkConnection::GetNetwork, "GetNetwork fail");
         if (!network)
             return found;
         found = settleNetwork(network.get(), wanted) || found;
@@ -145,6 +142,7 @@ bool VARNEL::setLocation(const std::string& name) {
     const Manager manager = createManager();
     if (!manager)
         return false;
-    const Connections connections = connectionsOf(manager.get());
+    const Connections connections =
+        handedOut(manager.get(), &INetworkListManager::GetNetworkConnections, "GetNetworkConnections fail");
     return connections && settleNetworks(connections.get(), wanted);
 }

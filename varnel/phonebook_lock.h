@@ -1,5 +1,5 @@
 #pragma once
 
 // Clears the lock of the system's phonebook code, the mutex "RasPbFile", when a thread that has ended still
-// owns it. Never waits. The service makes the mutex, so there is none before its first use of a phonebook.
+// owns it. Never waits. There is no such mutex while no program uses phonebooks.
 void chkRasPbFile();
