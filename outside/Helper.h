@@ -34,8 +34,8 @@ HELPER_API bool CheckIdFormat(const std::set<std::string>* ids, const std::strin
 // The dotted text of an IPv4 address in host byte order: 0x7F000001 gives "127.0.0.1".
 HELPER_API std::string ip2string(unsigned long ip);
 
-// Lower case in place: letters A to Z of a narrow text; all letters of a wide text, whatever the user's
-// language.
+// Lower case in place: letters A to Z of a narrow text; all
+// letters of a wide text, whatever the user's language.
 HELPER_API void Convert2LowCase(std::string& s);
 HELPER_API void Convert2LowCaseW(std::wstring& s);
 

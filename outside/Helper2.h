@@ -1,7 +1,7 @@
 // The product's functions for services and ports, Helper2.dll. The names are exported unmangled.
 //
-// All functions may be called from several threads at once. A failure leaves its code in the thread's last
-// error.
+// All functions may be called from several threads at once. A
+// failure leaves its code in the thread's last error.
 #pragma once
 
 #include <string>

@@ -33,8 +33,8 @@
 // notifier thread meet. The storage is shared by all objects of the class; every operation locks it.
 class VARNEL_API DIALUP_CALLBACK {
   public:
-    // One dial attempt. Its event is closed with the last reference, so neither thread can meet a closed
-    // handle.
+    // One dial attempt. Its event is closed with the last
+    // reference, so neither thread can meet a closed handle.
     struct VARNEL_API ITEM {
         explicit ITEM(unsigned int id);
         ~ITEM();

@@ -16,8 +16,8 @@ ActiveConnections::ActiveConnections(DWORD records, DWORD heapFlags)
     }
 }
 
-// Records follow one another at the size that was asked for, which is less than that of the header's own
-// record.
+// Records follow one another at the size that was asked for,
+// which is less than that of the header's own record.
 RASCONNA& ActiveConnections::record(DWORD index) const {
     return *reinterpret_cast<RASCONNA*>(static_cast<char*>(block.get()) + std::size_t{index} * rasConnSize);
 }

@@ -7,8 +7,8 @@ boost::recursive_mutex DIALUP_CALLBACK::itemsLock;
 namespace {
 
 // Holds the registry's lock for a scope. Waiting within the mutex takes an event, which the system may
-// refuse; the exception would end the host, since attempts are removed by a destructor. Nobody holds the lock
-// for long.
+// refuse; the exception would end the host, since attempts are
+// removed by a destructor. Nobody holds the lock for long.
 class RegistryLock {
   public:
     explicit RegistryLock(boost::recursive_mutex& lock) : mutex(lock) {

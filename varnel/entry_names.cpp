@@ -8,8 +8,8 @@ namespace {
 
 constexpr char suffixMark[] = " #";
 
-// The suffix number that the entry names of each peer carry, by lower-case id. Several threads may dial at
-// once.
+// The suffix number that the entry names of each peer carry, by
+// lower-case id. Several threads may dial at once.
 std::map<std::string, int> entrySuffixIndex;
 std::mutex entrySuffixLock;
 

@@ -6,8 +6,8 @@
 #include <cstring>
 #include <string>
 
-// Fills a text field; what does not fit is left out and the end is always marked. Callers refuse longer texts
-// first.
+// Fills a text field; what does not fit is left out and the end is
+// always marked. Callers refuse longer texts first.
 template<std::size_t Size>
 void copyToField(char (&field)[Size], const std::string& text) {
     const std::size_t length = std::min(text.size(), Size - 1);

@@ -126,8 +126,8 @@ void VARNEL::Initialisation::stopRemoteAccess() {
         logStillThere();
 }
 
-// The remote-access server of the system itself listens while it has connections; hanging them up may free
-// the port.
+// The remote-access server of the system itself listens while it
+// has connections; hanging them up may free the port.
 Step VARNEL::Initialisation::takePort1723() {
     if (bind1723(bindTimeout, bindAnyAddress))
         return Step::done;

@@ -1,5 +1,5 @@
-// TCP port 1723, PPTP's control port: bound to prove that it is free, and held while the computer is
-// prepared.
+// TCP port 1723, PPTP's control port: bound to prove that it is
+// free, and held while the computer is prepared.
 #include "port_guard.h"
 
 #include "Varnel.h"

@@ -49,8 +49,8 @@ static_assert(offsetof(RASCONNSTATUSA, dwError) == 8);
 static_assert(sizeof(RASPPPIPA) == rasPppIpSize);
 static_assert(offsetof(RASPPPIPA, szIpAddress) == 8);
 
-// The phonebook argument of the service's functions: none for an empty path, which means the default
-// phonebooks.
+// The phonebook argument of the service's functions: none for an
+// empty path, which means the default phonebooks.
 inline const char* phoneBookArgument(const std::string& phoneBook) {
     return phoneBook.empty() ? nullptr : phoneBook.c_str();
 }

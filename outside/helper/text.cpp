@@ -11,8 +11,8 @@ namespace {
 
 constexpr boost::locale::utf::code_point replacement = 0xFFFD;
 
-// Written out, because Windows' own conversions before 6.0 drop what is not valid, and all of them end at 2
-// GB.
+// Written out, because Windows' own conversions before 6.0 drop
+// what is not valid, and all of them end at 2 GB.
 template<typename To, typename From>
 std::basic_string<To> transcoded(const std::basic_string<From>& text) {
     using boost::locale::utf::utf_traits;

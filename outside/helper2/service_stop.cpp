@@ -21,8 +21,8 @@ std::optional<Names> activeDependents(SC_HANDLE service) {
                                    &count)) {
         if (GetLastError() != ERROR_MORE_DATA)
             return std::nullopt;
-        // `needed` counts the names behind the records too; it has grown when a dependent was started
-        // meanwhile.
+        // `needed` counts the names behind the records too; it has
+        // grown when a dependent was started meanwhile.
         records.resize(records.size() + needed / sizeof(ENUM_SERVICE_STATUSA) + 1);
     }
     Names names;

@@ -11,8 +11,8 @@
 
 namespace {
 
-// Null once this library has been told that it is unloaded or that the process ends; records are lost from
-// then on.
+// Null once this library has been told that it is unloaded or that
+// the process ends; records are lost from then on.
 logging::RecordFile* openLog = new logging::RecordFile;
 
 // At the end of the process the file is left as it is: a thread that was stopped in the middle of a record

@@ -14,8 +14,8 @@ namespace {
 // A file that cannot be opened costs a wait; it is not tried again at each record.
 constexpr DWORD reopenPause = 10'000; // ms
 
-// Holds the section. Once the process is ending nobody else can release it, so it is then taken only when
-// free.
+// Holds the section. Once the process is ending nobody else can
+// release it, so it is then taken only when free.
 class Guard {
   public:
     explicit Guard(CRITICAL_SECTION& s) : section(s) {

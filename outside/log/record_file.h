@@ -12,8 +12,8 @@ namespace logging {
 
 struct FileSettings;
 
-// Opens its file at the first record, so that a program may still choose it. Usable from several threads at
-// once.
+// Opens its file at the first record, so that a program may still
+// choose it. Usable from several threads at once.
 class RecordFile {
   public:
     RecordFile();

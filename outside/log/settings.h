@@ -18,8 +18,8 @@ struct FileSettings {
 // The level at start. Safe while the library is being loaded.
 long startLevel();
 
-// Asks the shell for a folder, and so must not be called with a lock held that is needed while modules are
-// loaded.
+// Asks the shell for a folder, and so must not be called with a
+// lock held that is needed while modules are loaded.
 FileSettings fileSettings();
 
 } // namespace logging
