@@ -102,8 +102,7 @@ TEST_CASE("A file is one that exists and is no folder; its version is 0 when it 
     char path[MAX_PATH] = "";
     GetModuleFileNameA(helper, path, MAX_PATH);
     CHECK(IsFileExist(path));
-    for (const char* other : {"C:\\windows", "C:\\missing", static_cast<const char*>(nullptr)})
-        CHECK_FALSE(IsFileExist(other));
+    CHECK_FALSE((IsFileExist("C:\\windows") || IsFileExist("C:\\missing") || IsFileExist(nullptr)));
     Failing::inTurn([&path] {
         const Failing failing(helper);
         const unsigned long long version = GetFileVersion(path);

@@ -17,17 +17,17 @@ class ModuleImports : public ImportTable {
     using ImportTable::ImportTable;
 
     // `behaviour` is a lambda, which may refer to the test's variables.
-    template<class BEHAVIOUR>
-    void on(const char* name, const BEHAVIOUR& behaviour) {
-        REQUIRE(replace(name, functionOf(behaviour, &BEHAVIOUR::operator())));
+    template<class Behaviour>
+    void on(const char* name, const Behaviour& behaviour) {
+        REQUIRE(replace(name, functionOf(behaviour, &Behaviour::operator())));
     }
 
   private:
-    template<class BEHAVIOUR, class RESULT, class... ARGUMENTS>
-    static void* functionOf(const BEHAVIOUR& behaviour, RESULT (BEHAVIOUR::*)(ARGUMENTS...) const) {
-        static std::function<RESULT(ARGUMENTS...)> latest;
+    template<class Behaviour, class Result, class... Arguments>
+    static void* functionOf(const Behaviour& behaviour, Result (Behaviour::*)(Arguments...) const) {
+        static std::function<Result(Arguments...)> latest;
         latest = behaviour;
-        return reinterpret_cast<void*>(+[](ARGUMENTS... with) -> RESULT { return latest(with...); });
+        return reinterpret_cast<void*>(+[](Arguments... with) -> Result { return latest(with...); });
     }
 };
 
@@ -43,23 +43,17 @@ struct FallibleCall {
 inline constexpr DWORD failureCode = 4712;
 inline constexpr std::string_view allocation = "_Znwy"; // operator new, which throws
 
-// Makes those calls of a module fail that the array CALLS has. Those that succeed spoil the last error.
-template<const auto& CALLS>
+// Makes those calls of a module fail that the array has. Those that succeed spoil the last error.
+template<const auto& calls>
 class FailingCalls : ImportTable {
   public:
     explicit FailingCalls(HMODULE module) : ImportTable(module) {
-        [this]<std::size_t... ROWS>(std::index_sequence<ROWS...>) {
-            ((real[ROWS] = reinterpret_cast<Function>(
-                  replace(CALLS[ROWS].name, reinterpret_cast<void*>(&call<ROWS>)))),
-             ...);
-        }
-        (std::make_index_sequence<std::size(CALLS)>());
+        replaceEach(std::make_index_sequence<std::size(calls)>());
     }
 
     // Acts again and again, with the first call failing, then the second, and so on until none is left to
     // fail. Nothing may stay open.
-    template<class ACT>
-    static void inTurn(const ACT& act) {
+    static void inTurn(const std::function<void()>& act) {
         failing = 0;
         do {
             made = open = 0;
@@ -76,16 +70,23 @@ class FailingCalls : ImportTable {
     static inline std::string_view failed;
 
   private:
+    template<std::size_t... rows>
+    void replaceEach(std::index_sequence<rows...>) {
+        ((real[rows] =
+              reinterpret_cast<Function>(replace(calls[rows].name, reinterpret_cast<void*>(&call<rows>)))),
+         ...);
+    }
+
     // Has as many arguments as any call; those that a function does not have do no harm.
-    template<std::size_t ROW>
+    template<std::size_t row>
     static Word call(Word a, Word b, Word c, Word d, Word e, Word f, Word g, Word h, Word i, Word j, Word k) {
-        const auto& [name, failure, opens] = CALLS[ROW];
+        const auto& [name, failure, opens] = calls[row];
         if (opens >= 0 && ++made == failing) {
             failed = name;
             SetLastError(failureCode);
             return name == allocation ? throw std::bad_alloc() : failure;
         }
-        const Word result = real[ROW](a, b, c, d, e, f, g, h, i, j, k);
+        const Word result = real[row](a, b, c, d, e, f, g, h, i, j, k);
         if (result != failure) {
             open += opens;
             SetLastError(failureCode + 1);
@@ -94,6 +95,6 @@ class FailingCalls : ImportTable {
     }
 
     using Function = decltype(&call<0>);
-    static inline Function real[std::size(CALLS)];
+    static inline Function real[std::size(calls)];
     static inline int failing, made, open;
 };
