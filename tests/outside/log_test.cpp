@@ -64,7 +64,9 @@ class LogCopy {
   public:
     explicit LogCopy(const std::string& settings = {}) {
         fs::create_directories(folder);
-        fs::copy_file(fs::path(_pgmptr).replace_filename("Log.dll"), folder / "Log.dll");
+        wchar_t shipped[MAX_PATH] = L"";
+        GetModuleFileNameW(GetModuleHandleW(L"Log.dll"), shipped, MAX_PATH);
+        fs::copy_file(shipped, folder / "Log.dll");
         std::ofstream(folder / "Log.ini") << "[log]\n" << settings;
         useFile(file);
         module = LoadLibraryW((folder / "Log.dll").c_str());
