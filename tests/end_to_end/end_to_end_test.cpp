@@ -134,9 +134,9 @@ Lines run(const Step& step) {
     for (const std::string& line : step.typed)
         typed << line.substr(2) << "\r\n";
     typed.close();
-    std::freopen("..\\typed", "rb", stdin);
-    std::freopen("..\\output", "wb", stdout);
-    std::freopen("..\\messages", "wb", stderr);
+    if (!std::freopen("..\\typed", "rb", stdin) || !std::freopen("..\\output", "wb", stdout) ||
+        !std::freopen("..\\messages", "wb", stderr))
+        throw std::runtime_error("the files beside the situation's folder cannot be opened");
     const int exitCode = _wsystem(utf82unicode(command).c_str());
     Lines came;
     for (const auto& [file, mark] : {std::pair("..\\output", "  "), std::pair("..\\messages", "! ")})
