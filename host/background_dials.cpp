@@ -1,7 +1,6 @@
 #include "background_dials.h"
 
 #include "console.h"
-#include "text.h"
 
 #include <fmt/format.h>
 
@@ -18,9 +17,9 @@ bool hasEnded(const std::future<ExitCode>& end) {
 // Takes the request over, so that the password goes with the dial's end.
 ExitCode dial(DialRequest request, Console& console) {
     try {
-        return reportDial(request, runDial(request), console);
+        return tell(runDial(request), console);
     } catch (const std::exception& failure) {
-        console.message(fmt::format("{}: {}", utf8FromAnsi(request.id), failure.what()));
+        console.message(fmt::format("{}: {}", request.id, failure.what()));
         return ExitCode::failed;
     }
 }

@@ -1,7 +1,7 @@
 // The dials that a session runs in the background.
 #pragma once
 
-#include "dial.h"
+#include "dialling.h"
 
 #include <future>
 #include <string>

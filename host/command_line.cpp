@@ -7,6 +7,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 #include <exception>
 #include <utility>
 
@@ -45,20 +46,15 @@ std::string withoutLineEnds(std::string text) {
 }
 
 // The command that the parse meets puts its action into `chosen`.
-void declareCommands(CLI::App& app, std::span<const Command> commands, Action& chosen) {
+void declareCommands(CLI::App& app, Commands commands, Action& chosen) {
     for (const char* label : {"TEXT", "REQUIRED"}) // the usage line shows what is optional
         app.get_formatter()->label(label, "");
-    for (const Command& command : commands) {
-        CLI::App* added = app.add_subcommand(command.name, command.summary)->group("Commands");
-        added->footer(command.examples);
+    for (const Command* command : commands) {
+        CLI::App* added = app.add_subcommand(command->name, command->summary)->group("Commands");
+        added->footer(command->examples);
         Options options(*added);
-        added->callback([action = command.declare(options), &chosen] { chosen = action; });
+        added->callback([action = command->declare(options), &chosen] { chosen = action; });
     }
-}
-
-void declareSessionCommands(CLI::App& app, Action& chosen) {
-    for (const auto commands : {peerCommands(), computerCommands(), sessionCommands()})
-        declareCommands(app, commands, chosen);
 }
 
 ExitCode usageError(const Context& context, const std::string& text) {
@@ -77,6 +73,11 @@ ExitCode parseAndRun(CLI::App& app, std::vector<std::string> words, const Action
     } catch (const CLI::CallForVersion& version) {
         context.console.result(version.what());
         return ExitCode::done;
+    } catch (const CLI::ExtrasError& error) {
+        if (app.get_subcommands().empty())
+            return usageError(context, fmt::format("there is no command \"{}\"; --help lists them",
+                                                   app.remaining().front()));
+        return usageError(context, fmt::format("{}; --help tells more", error.what()));
     } catch (const CLI::ParseError& error) {
         return usageError(context, fmt::format("{}; --help tells more", error.what()));
     } catch (const UsageError& error) {
@@ -101,8 +102,9 @@ ExitCode runProgramLine(const ProgramLine& program, std::vector<std::string> wor
     Options options(app);
     program.declareOptions(options);
     Action chosen = program.withoutCommand;
-    for (const auto commands : {peerCommands(), computerCommands(), program.furtherCommands})
-        declareCommands(app, commands, chosen);
+    app.callback([&] { program.begin(context.console); });
+    declareCommands(app, commonCommands(), chosen);
+    declareCommands(app, std::array{&sessionCommand}, chosen);
     return parseAndRun(app, std::move(words), chosen, context);
 }
 
@@ -111,13 +113,13 @@ ExitCode runSessionLine(std::vector<std::string> words, Context& context) {
     app.allow_windows_style_options(false);
     app.require_subcommand(1);
     Action chosen;
-    declareSessionCommands(app, chosen);
+    declareCommands(app, sessionCommands(), chosen);
     return parseAndRun(app, std::move(words), chosen, context);
 }
 
 std::string helpOn(const std::string& command) {
     CLI::App app;
     Action unused;
-    declareSessionCommands(app, unused);
+    declareCommands(app, sessionCommands(), unused);
     return app.get_subcommand(command)->help();
 }

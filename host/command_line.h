@@ -2,9 +2,10 @@
 #pragma once
 
 #include "commands.h"
+#include "peer.h"
 
 #include <functional>
-#include <span>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -18,7 +19,7 @@ class Options {
   public:
     using Take = std::function<void(const std::string&)>;
 
-    explicit Options(CLI::App& declaredOn) : app(declaredOn) {}
+    explicit Options(CLI::App& commandLine) : app(commandLine) {}
 
     void word(const std::string& name, std::string& value, const std::string& help);
     void requiredWord(const std::string& name, std::string& value, const std::string& help);
@@ -32,14 +33,28 @@ class Options {
     CLI::App& app;
 };
 
-// The program's own line, beside the commands that do something for a peer or for the computer.
+// How a command is declared that takes no arguments, and one that takes the id of a peer, which it gets
+// checked.
+template<ExitCode (*Run)(Context&)>
+Action declareBare(Options&) {
+    return Run;
+}
+
+template<ExitCode (*Run)(const std::string&, Context&)>
+Action declareForPeer(Options& options) {
+    const auto id = std::make_shared<std::string>();
+    options.requiredWord("ID", *id, "The peer's id");
+    return [id](Context& context) { return Run(checkedId(*id), context); };
+}
+
+// The program's own line, beside its commands.
 struct ProgramLine {
     const char* name;
     const char* summary;
     const char* help;
     std::string (*versions)();
     void (*declareOptions)(Options& options);
-    std::span<const Command> furtherCommands;
+    void (*begin)(Console& console); // once the options are known, before the command
     Action withoutCommand;
 };
 

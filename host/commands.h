@@ -1,8 +1,10 @@
-// The commands: what a person can say, on the program's command line and in a session alike.
+// The commands: what a person can say, on the program's command line and in a session alike. Each has a
+// source of its name in commands/.
 #pragma once
 
+#include "claim.h"
 #include "exit_code.h"
-#include "sole_host.h"
+#include "library.h"
 
 #include <functional>
 #include <span>
@@ -24,7 +26,8 @@ struct Context {
     int line = 0;
     bool inBackground = false;
     bool leaving = false; // the session is to end
-    SoleHost soleHost = {};
+    Library library = {};
+    Claim computer = {}; // from init on
 };
 
 using Action = std::function<ExitCode(Context&)>;
@@ -38,10 +41,27 @@ struct Command {
     Action (*declare)(Options& options);
 };
 
-// Those that do something for a peer, those for the whole computer, and those that only a session has.
-std::span<const Command> peerCommands();
-std::span<const Command> computerCommands();
-std::span<const Command> sessionCommands();
+extern const Command dialCommand;
+extern const Command hangUpCommand;
+extern const Command entryCommand;
+extern const Command forgetCommand;
+extern const Command initCommand;
+extern const Command statusCommand;
+extern const Command cleanCommand;
+extern const Command sessionCommand; // of the program alone
+extern const Command waitCommand;    // of a session alone, as those that follow
+extern const Command helpCommand;
+extern const Command quitCommand;
 
-// The command of that name among all; null when there is none.
+using Commands = std::span<const Command* const>;
+
+// Those that the program and a session have, and those that a session has beside them.
+Commands commonCommands();
+Commands sessionCommands();
+
+// The command of that name in a session; null when there is none.
 const Command* findCommand(const std::string& name);
+
+// For init and clean, which want nothing else to run beside them: with the rights for it and nobody else at
+// it, after the dials in the background. Otherwise it tells why not.
+bool mayWorkTheComputer(Context& context, const Command& command);

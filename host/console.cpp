@@ -115,7 +115,7 @@ size_t Console::errorWidth() const {
     return static_cast<size_t>(info.dwSize.X) - 1; // a full line would begin a new one
 }
 
-ProgressLine::ProgressLine(Console& shownOn, const std::string& text) : console(shownOn) {
+ProgressLine::ProgressLine(Console& screen, const std::string& text) : console(screen) {
     if (console.showsProgress())
         drawing = std::jthread([this, text](const std::stop_token& stop) { draw(stop, text); });
     else

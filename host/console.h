@@ -60,7 +60,7 @@ class Console {
 // Shows that something runs: at a console the seconds count up in place, elsewhere one line says so.
 class ProgressLine {
   public:
-    ProgressLine(Console& shownOn, const std::string& text);
+    ProgressLine(Console& screen, const std::string& text);
     ~ProgressLine();
     ProgressLine(const ProgressLine&) = delete;
     ProgressLine& operator=(const ProgressLine&) = delete;

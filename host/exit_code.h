@@ -8,6 +8,6 @@ enum class ExitCode {
     timedOut = 3,       // no error, but no connection after the wait
     notConnected = 4,   // the service gave an error
     notHungUp = 5,      // the connection is still there
-    serviceMissing = 8, // the remote-access service is not there
-    notFound = 10,      // no such peer or connection
+    serviceMissing = 6, // the remote-access service is not there
+    notFound = 7,       // no such peer or connection
 };

@@ -11,7 +11,7 @@
 
 namespace {
 
-Console* shownOn = nullptr;
+Console* screen = nullptr;
 std::atomic<bool> asked = false;
 std::atomic<bool> readingConsole = false;
 std::atomic<DWORD> inputMode = 0;
@@ -20,9 +20,9 @@ std::atomic<int> running = 0;
 [[noreturn]] void leave() {
     if (readingConsole) {
         SetConsoleMode(GetStdHandle(STD_INPUT_HANDLE), inputMode);
-        shownOn->ask("\n");
+        screen->ask("\n");
     }
-    shownOn->eraseProgress();
+    screen->eraseProgress();
     TerminateProcess(GetCurrentProcess(), static_cast<UINT>(ExitCode::failed));
     std::abort();
 }
@@ -33,16 +33,16 @@ BOOL WINAPI onControl(DWORD event) {
     const bool again = asked.exchange(true);
     if (running == 0 || again)
         leave();
-    shownOn->ask(std::string(readingConsole ? "\n" : "") +
-                 "A dial or hang-up cannot be interrupted: leaving after it. "
-                 "Ctrl+C once more leaves at once, and the service dials on.\n");
+    screen->ask(std::string(readingConsole ? "\n" : "") +
+                "A dial or hang-up cannot be interrupted: leaving after it. "
+                "Ctrl+C once more leaves at once, and the service dials on.\n");
     return TRUE;
 }
 
 } // namespace
 
 void watchForInterruption(Console& console) {
-    shownOn = &console;
+    screen = &console;
     SetConsoleCtrlHandler(onControl, TRUE);
 }
 

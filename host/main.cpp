@@ -3,6 +3,7 @@
 #include "commands.h"
 #include "console.h"
 #include "interruption.h"
+#include "log_file.h"
 #include "outside/Helper.h"
 #include "outside/Log.h"
 #include "session.h"
@@ -13,7 +14,6 @@
 #include <windows.h>
 
 #include <exception>
-#include <memory>
 #include <utility>
 #include <vector>
 
@@ -25,29 +25,18 @@ constexpr const char* programHelp =
 
 Examples:
   varnel-host
-  varnel-host init --ombrel
+  varnel-host init
   varnel-host dial node7 10.0.0.7
   varnel-host --log-file varnel.log --log-level 3 session morning.txt
 
 Exit codes:
-  0 done                    4 connecting failed
-  1 anything not named here 5 hanging up failed
-  2 wrong usage             8 the remote-access service is not there
-  3 not confirmed in time  10 no such peer or connection
+  0 done                     4 connecting failed
+  1 anything not named here  5 still connected
+  2 wrong usage              6 the remote-access service is not there
+  3 not confirmed in time    7 no such peer or connection
 
 Environment: TAVIK_WORKING_FOLDER, the folder with a folder for each peer;
 TAVIK_LOG_FILE, the log when --log-file names none.)";
-
-constexpr const char* sessionHelp =
-    R"(A script holds a command a line, blank lines and lines that begin with #. "help"
-in a session lists the commands. "dial ... &" goes on with the next line while
-it dials; "wait" waits for all of these.
-
-Examples:
-  varnel-host session
-  varnel-host session --password-file peers.password morning.txt
-
-Exit code: that of the first line that failed, 0 when none did)";
 
 std::vector<std::string> utf8Words(int count, wchar_t** arguments) {
     std::vector<std::string> words;
@@ -77,22 +66,6 @@ void declareLogOptions(Options& options) {
         "Log into this file; - is standard error");
 }
 
-Action declareSession(Options& options) {
-    const auto given = std::make_shared<SessionOptions>();
-    options.word("SCRIPT", given->script, "The file with the commands");
-    options.file(
-        "--password-file", [given](const std::string& file) { given->passwordFile = file; },
-        "The password of dials that name no file themselves");
-    options.flag("--stop-on-error", given->stopOnError, "Read no further line once a command has failed");
-    options.ruleFlag("--keep-going", "--stop-on-error", "Read on after a failed command, which is the rule");
-    return [given](Context& context) { return runSession(*given, context.console); };
-}
-
-constexpr Command programCommands[] = {
-    {"session", "Runs commands from a script, from standard input or from the console", sessionHelp, false,
-     declareSession},
-};
-
 ExitCode runProgram(Console& console, std::vector<std::string> words) {
     const ProgramLine program = {
         .name = "varnel-host",
@@ -101,7 +74,7 @@ ExitCode runProgram(Console& console, std::vector<std::string> words) {
         .help = programHelp,
         .versions = versions,
         .declareOptions = declareLogOptions,
-        .furtherCommands = programCommands,
+        .begin = checkLogFile,
         .withoutCommand = [](Context& context) { return runSession({}, context.console); }};
     BackgroundDials background;
     Context context{.console = console,

@@ -2,6 +2,8 @@
 
 #include "text.h"
 
+#include <fmt/format.h>
+
 #include <windows.h>
 
 #include <algorithm>
@@ -20,15 +22,16 @@ constexpr const char* askOwner = "the owner of the peer's server must put the ac
 constexpr const char* checkAddress = "check the address, and that the peer's server runs and can be reached";
 constexpr const char* checkFirewall =
     "a firewall on the way must let TCP port 1723 and the GRE protocol through";
-constexpr const char* startService = "start the service \"Remote Access Connection Manager\" (RasMan)";
+constexpr const char* startService =
+    "the service RasMan must run (net start RasMan); where it does, restart it or see what it says";
 constexpr const char* seeLog = "the log says more (--log-level 3 --log-file FILE)";
 constexpr const char* compareSettings =
     "the settings of the two sides do not fit each other; try --no-encryption";
 
 constexpr Meaning meanings[] = {
     {ERROR_INVALID_PARAMETER, "no phonebook entry could be prepared",
-     "the phonebook's folder must be there and be writable; the log says more (--log-level 3 --log-file "
-     "FILE)"},
+     "the phonebook and its folder must be there for this user to write; the log says more (--log-level 3 "
+     "--log-file FILE)"},
     {602, "the port is already open", waitAndRetry},
     {608, "the VPN device does not exist", "install the device \"WAN Miniport (PPTP)\" again"},
     {609, "the VPN device's type does not exist", "install the device \"WAN Miniport (PPTP)\" again"},
@@ -43,7 +46,9 @@ constexpr Meaning meanings[] = {
     {629, "the peer ended the connection", waitAndRetry},
     {631, "the connection was ended by a person", ""},
     {632, "the service does not know the size of a record", seeLog},
-    {633, "no free VPN port", "hang up another connection, or wait until a port is free"},
+    {633, "no free VPN port",
+     "hang up another connection; a dial that was never answered keeps its port until the program that made "
+     "it ends"},
     {635, "an unknown error of the service", seeLog},
     {645, "an internal error of the authentication", waitAndRetry},
     {646, "the account may not be used at this hour", askOwner},
@@ -94,8 +99,6 @@ const Meaning* find(unsigned long code) {
     return found == std::end(meanings) ? nullptr : found;
 }
 
-} // namespace
-
 std::string meaningOf(unsigned long code) {
     if (const Meaning* meaning = find(code))
         return meaning->words;
@@ -103,6 +106,12 @@ std::string meaningOf(unsigned long code) {
         return "an error of the remote-access service";
     const std::string message = systemMessage(code);
     return message.empty() ? "an unknown error" : message;
+}
+
+} // namespace
+
+std::string describe(unsigned long code) {
+    return fmt::format("error {}, {}", code, meaningOf(code));
 }
 
 std::string adviceOn(unsigned long code) {

@@ -5,8 +5,8 @@
 
 #include <string>
 
-// What `code` means, in a form that continues "error 691, ...".
-std::string meaningOf(unsigned long code);
+// The code and what it means: "error 691, ...".
+std::string describe(unsigned long code);
 
 // What a person can do about it; empty when there is nothing to advise.
 std::string adviceOn(unsigned long code);

@@ -3,6 +3,7 @@
 #include "console.h"
 #include "interruption.h"
 #include "outside/Helper.h"
+#include "owners.h"
 #include "text.h"
 #include "usage_error.h"
 
@@ -10,15 +11,13 @@
 
 #include <windows.h>
 
-#include <optional>
-
 namespace {
 
 constexpr size_t longestLine = 1024;
 
-template<class Character>
+template<class Character, size_t Room = longestLine>
 struct WipedBuffer {
-    Character data[longestLine] = {};
+    Character data[Room] = {};
     size_t length = 0;
 
     WipedBuffer() = default;
@@ -27,22 +26,15 @@ struct WipedBuffer {
     ~WipedBuffer() { SecureZeroMemory(data, sizeof data); }
 };
 
-class File {
-  public:
-    explicit File(const std::string& path)
-        : handle(CreateFileW(utf82unicode(path).c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
-                             OPEN_EXISTING, 0, nullptr)) {
-        const DWORD error = GetLastError();
-        if (handle == INVALID_HANDLE_VALUE)
-            throw UsageError(
-                fmt::format("the password file \"{}\" cannot be opened: {}", path, systemMessage(error)));
-    }
-    ~File() { CloseHandle(handle); }
-    File(const File&) = delete;
-    File& operator=(const File&) = delete;
-
-    HANDLE handle;
-};
+Handle openPasswordFile(const std::string& path) {
+    Handle file(noneIfInvalid(CreateFileW(utf82unicode(path).c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+                                          OPEN_EXISTING, 0, nullptr)));
+    const DWORD error = GetLastError();
+    if (!file)
+        throw UsageError(
+            fmt::format("the password file \"{}\" cannot be opened: {}", path, systemMessage(error)));
+    return file;
+}
 
 class WithoutEcho {
   public:
@@ -72,19 +64,18 @@ void readFirstLine(HANDLE file, WipedBuffer<char>& line) {
 }
 
 Password checked(const WipedBuffer<wchar_t>& wide) {
-    WipedBuffer<char> ansi;
-    BOOL substituted = FALSE;
-    if (wide.length != 0)
-        ansi.length = static_cast<size_t>(WideCharToMultiByte(CP_ACP, WC_NO_BEST_FIT_CHARS, wide.data,
-                                                              static_cast<int>(wide.length), ansi.data,
-                                                              longestLine, nullptr, &substituted));
-    if (wide.length == 0)
+    const std::wstring_view text(wide.data, wide.length);
+    WipedBuffer<char, 3 * longestLine> ansi;
+    if (text.empty())
         throw UsageError("the password is empty");
-    if (substituted)
+    if (text.find(L'\0') != text.npos)
+        throw UsageError("the password has a zero byte");
+    const auto length = ansiFromWide(text, ansi.data, sizeof ansi.data);
+    if (!length)
         throw UsageError("the password has a character that the system's code page lacks");
-    if (ansi.length == 0 || ansi.length > Password::longest)
+    if (*length > Password::longest)
         throw UsageError(fmt::format("the password is longer than {} characters", Password::longest));
-    return Password({ansi.data, ansi.length});
+    return Password({ansi.data, *length});
 }
 
 Password passwordFrom(HANDLE file) {
@@ -128,7 +119,7 @@ Password::~Password() {
 }
 
 Password passwordFromFile(const std::string& path) {
-    return passwordFrom(File(path).handle);
+    return passwordFrom(openPasswordFile(path).get());
 }
 
 Password passwordFromInput() {

@@ -1,13 +1,13 @@
 #include "peer.h"
 
 #include "outside/Helper.h"
-#include "text.h"
 #include "usage_error.h"
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <charconv>
-#include <filesystem>
+#include <cstring>
 #include <optional>
 #include <string_view>
 
@@ -39,19 +39,37 @@ std::optional<unsigned long> dottedAddress(std::string_view text) {
     return address;
 }
 
+constexpr size_t longestId = 128;
+
+bool isLetterOrDigit(char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
+}
+
+// What keeps a text that is refused from being an id.
+std::string faultOf(const std::string& text) {
+    if (text.empty())
+        return "it is empty";
+    if (!std::ranges::all_of(text, [](char c) { return isLetterOrDigit(c) || std::strchr("-_.@", c); }))
+        return "an id is made of the letters a to z, digits and - _ . @";
+    if (text.size() > longestId)
+        return fmt::format("an id has at most {} characters", longestId);
+    if (!isLetterOrDigit(text.front()))
+        return "an id begins with a letter or a digit";
+    if (text.back() == '.' || text.back() == '@')
+        return "an id ends with a letter, a digit, - or _";
+    return "Windows keeps the name for a device";
+}
+
 } // namespace
 
-std::string checkedId(const std::string& utf8) {
-    const auto id = toAnsi(utf8);
-    std::string peerId;
-    std::string suffix;
-    if (!id || !CheckIdFormat(nullptr, *id, &peerId, &suffix, nullptr))
-        throw UsageError(fmt::format(
-            "\"{}\" is no peer id: an id is made of the letters a to z, digits and - _ . @", utf8));
-    if (!suffix.empty())
-        throw UsageError(fmt::format("\"{}\" is the name of an entry; the peer's id is \"{}\"", utf8,
-                                     utf8FromAnsi(peerId)));
-    return *id;
+std::string checkedId(const std::string& text) {
+    std::string id;
+    std::string number;
+    if (!CheckIdFormat(nullptr, text, &id, &number, nullptr))
+        throw UsageError(fmt::format("\"{}\" is no peer id: {}", text, faultOf(text)));
+    if (!number.empty())
+        throw UsageError(fmt::format("\"{}\" is the name of an entry; the peer's id is \"{}\"", text, id));
+    return text;
 }
 
 unsigned long checkedAddress(const std::string& text) {
@@ -64,9 +82,4 @@ unsigned long checkedAddress(const std::string& text) {
     if (*address == 0)
         throw UsageError("0.0.0.0 is the address of no server");
     return *address;
-}
-
-void makeFolder(const std::string& id) {
-    const std::filesystem::path phonebook = wideFromAnsi(GetPrivateConfigPathName(id.c_str(), "pptp.pbk"));
-    std::filesystem::create_directories(phonebook.parent_path());
 }

@@ -35,8 +35,8 @@ void checkCommand(const SessionLine& line) {
 // Where the lines come from.
 class Lines {
   public:
-    Lines(const std::string& script, Console& shownOn)
-        : console(shownOn), typed(script.empty() && shownOn.readsConsole()),
+    Lines(const std::string& script, Console& screen)
+        : console(screen), typed(script.empty() && screen.readsConsole()),
           source(script.empty() ? "standard input" : script) {
         if (script.empty())
             return;
@@ -75,13 +75,13 @@ class Lines {
 
 class Session {
   public:
-    Session(const SessionOptions& given, Console& shownOn)
-        : options(given),
-          lines(given.script, shownOn), context{.console = shownOn,
+    Session(const SessionOptions& wishes, Console& screen)
+        : options(wishes),
+          lines(wishes.script, screen), context{.console = screen,
                                                 .background = background,
                                                 .passwordFrom = lines.areTyped() ? PasswordFrom::console
                                                                                  : PasswordFrom::fileOnly,
-                                                .passwordFile = given.passwordFile} {}
+                                                .passwordFile = wishes.passwordFile} {}
 
     ExitCode run() {
         if (lines.areTyped())

@@ -4,16 +4,34 @@
 
 #include <windows.h>
 
+namespace {
+
+// The most bytes that a UTF-16 unit takes in an ANSI code page.
+constexpr size_t longestCharacter = 3;
+
+} // namespace
+
+// UTF-8, which can be the ANSI code page since Windows 10, takes neither that flag nor that pointer.
+std::optional<size_t> ansiFromWide(std::wstring_view wide, char* ansi, size_t room) {
+    if (wide.empty())
+        return 0;
+    const bool isUtf8 = GetACP() == CP_UTF8;
+    BOOL substituted = FALSE;
+    const int used = WideCharToMultiByte(CP_ACP, isUtf8 ? 0 : WC_NO_BEST_FIT_CHARS, wide.data(),
+                                         static_cast<int>(wide.size()), ansi, static_cast<int>(room), nullptr,
+                                         isUtf8 ? nullptr : &substituted);
+    if (used == 0 || substituted)
+        return std::nullopt;
+    return static_cast<size_t>(used);
+}
+
 std::optional<std::string> toAnsi(const std::string& utf8) {
     const std::wstring wide = utf82unicode(utf8);
-    const int length = static_cast<int>(wide.size());
-    BOOL substituted = FALSE;
-    std::string ansi(wide.size() * 2, '\0'); // a character has at most two bytes in an ANSI code page
-    const int used = WideCharToMultiByte(CP_ACP, WC_NO_BEST_FIT_CHARS, wide.data(), length, ansi.data(),
-                                         static_cast<int>(ansi.size()), nullptr, &substituted);
-    if (substituted || (used == 0 && length != 0))
+    std::string ansi(wide.size() * longestCharacter, '\0');
+    const auto used = ansiFromWide(wide, ansi.data(), ansi.size());
+    if (!used)
         return std::nullopt;
-    ansi.resize(static_cast<size_t>(used));
+    ansi.resize(*used);
     return ansi;
 }
 
@@ -27,6 +45,11 @@ std::wstring wideFromAnsi(const std::string& ansi) {
 
 std::string utf8FromAnsi(const std::string& ansi) {
     return unicode2utf8(wideFromAnsi(ansi));
+}
+
+std::string lowCase(std::string text) {
+    Convert2LowCase(text);
+    return text;
 }
 
 std::string systemMessage(unsigned long code) {

@@ -1,19 +1,21 @@
-#include "status.h"
-
+#include "command_line.h"
+#include "commands.h"
+#include "connections.h"
 #include "console.h"
+#include "outcome.h"
 #include "outside/Helper.h"
 #include "outside/Helper2.h"
-#include "sole_host.h"
+#include "owners.h"
+#include "peer_folders.h"
+#include "rights.h"
 #include "text.h"
-#include "varnel/Varnel.h"
+
+#include <winsock2.h>
 
 #include <fmt/format.h>
 
 #include <filesystem>
-#include <memory>
 #include <optional>
-#include <set>
-#include <string_view>
 #include <system_error>
 
 namespace fs = std::filesystem;
@@ -23,11 +25,6 @@ namespace {
 constexpr unsigned short pptpControlPort = 1723;
 constexpr const wchar_t* adapterClass =
     L"SYSTEM\\CurrentControlSet\\Control\\Class\\{4D36E972-E325-11CE-BFC1-08002bE10318}";
-
-struct KeyCloser {
-    void operator()(HKEY key) const { RegCloseKey(key); }
-};
-using Key = std::unique_ptr<std::remove_pointer_t<HKEY>, KeyCloser>;
 
 Key openKey(HKEY parent, const wchar_t* path) {
     HKEY key = nullptr;
@@ -53,30 +50,33 @@ std::wstring readText(HKEY key, const wchar_t* name) {
     return text;
 }
 
-// The peers that have a folder in the working folder, by id.
-std::set<std::string> knownPeers(const fs::path& workingFolder) {
-    std::set<std::string> ids;
-    std::error_code unreadable;
-    for (const auto& found : fs::directory_iterator(workingFolder, unreadable)) {
-        const auto id = toAnsi(unicode2utf8(found.path().filename().wstring()));
-        std::error_code gone;
-        if (id && found.is_directory(gone) && CheckIdFormat(nullptr, *id, nullptr, nullptr, nullptr))
-            ids.insert(*id);
-    }
-    return ids;
+std::string stateOf(const std::string& id, const Connections& connections) {
+    if (connections.error != 0)
+        return "unknown";
+    const auto place = connections.placeOf(id);
+    if (!place)
+        return "not connected";
+    return fmt::format("connected, entry \"{}\"{}", utf8FromAnsi(connections.list[*place].entry),
+                       *place < Connections::libraryReach ? "" : ", beyond the library's reach");
 }
 
-void showPeers(Console& console) {
-    const std::string folder = GetWorkingPath();
-    const std::set<std::string> ids = knownPeers(wideFromAnsi(folder));
-    console.result(fmt::format("working folder: {}, {} peer{}", utf8FromAnsi(folder), ids.size(),
-                               ids.size() == 1 ? "" : "s"));
-    for (const std::string& id : ids) {
-        const std::string entry = VARNEL::getCurrentEntryNameById(id);
-        console.result(fmt::format(
-            "peer {}: {}", utf8FromAnsi(id),
-            entry.empty() ? "not connected" : fmt::format("connected, entry \"{}\"", utf8FromAnsi(entry))));
-    }
+ExitCode showPeers(Console& console) {
+    const std::string folder = utf8FromAnsi(GetWorkingPath());
+    const KnownPeers known = knownPeers();
+    const Connections connections = activeConnections();
+    if (known.error != 0)
+        console.result(
+            fmt::format("working folder: {}, cannot be read: {}", folder, systemMessage(known.error)));
+    else
+        console.result(fmt::format("working folder: {}, {} peer{}", folder, known.ids.size(),
+                                   known.ids.size() == 1 ? "" : "s"));
+    for (const std::string& id : known.ids)
+        console.result(fmt::format("peer {}: {}", id, stateOf(id, connections)));
+    if (connections.error != 0)
+        return tell(failure("remote access", "no list of connections", connections.error), console);
+    console.result(fmt::format("remote access: {} active connection{}", connections.list.size(),
+                               connections.list.size() == 1 ? "" : "s"));
+    return known.error == 0 ? ExitCode::done : ExitCode::failed;
 }
 
 void showService(const char* name, Console& console) {
@@ -88,12 +88,32 @@ void showService(const char* name, Console& console) {
                                            : "not installed"));
 }
 
-void showPort(Console& console) {
+// Whether a program could listen there, on every address.
+bool isPortFree() {
+    WSADATA data;
+    if (WSAStartup(MAKEWORD(2, 0), &data) != 0)
+        return false;
+    const SOCKET port = socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(pptpControlPort);
+    const bool isFree = bind(port, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+    closesocket(port);
+    WSACleanup();
+    return isFree;
+}
+
+std::string holderOfPort() {
     std::wstring program;
     const unsigned long process = GetPortOccupyProcessW(pptpControlPort, program);
-    console.result(process == 0 ? fmt::format("TCP port {}: held by no process", pptpControlPort)
-                                : fmt::format("TCP port {}: held by process {} ({})", pptpControlPort,
-                                              process, program.empty() ? "unknown" : unicode2utf8(program)));
+    if (process != 0)
+        return fmt::format("held by process {} ({})", process,
+                           program.empty() ? "unknown" : unicode2utf8(program));
+    return isPortFree() ? "free" : "held by a process that cannot be told";
+}
+
+void showPort(Console& console) {
+    console.result(fmt::format("TCP port {}: {}", pptpControlPort, holderOfPort()));
 }
 
 void showDriver(const wchar_t* fileName, Console& console) {
@@ -135,10 +155,9 @@ void showMiniport(const char* name, const wchar_t* deviceId, Console& console) {
     console.result(fmt::format("{} miniport: not installed", name));
 }
 
-} // namespace
-
-void showStatus(Console& console) {
-    showPeers(console);
+ExitCode showStatus(Context& context) {
+    Console& console = context.console;
+    const ExitCode peers = showPeers(console);
     for (const char* service : {"TapiSrv", "RasMan", "RemoteAccess"})
         showService(service, console);
     showPort(console);
@@ -147,4 +166,20 @@ void showStatus(Console& console) {
     showMiniport("PPTP", L"ms_pptpminiport", console);
     showMiniport("L2TP", L"ms_l2tpminiport", console);
     console.result(fmt::format("administrator rights: {}", hasAdministratorRights() ? "yes" : "no"));
+    return peers;
 }
+
+constexpr const char* examples =
+    R"(The peers with a folder in the working folder, the services, TCP port 1723, the
+drivers and the ports of the miniports. Changes nothing.
+
+Example:
+  varnel-host status
+
+Exit codes: 0 told, 6 the remote-access service is not there, 1 the working
+folder cannot be read)";
+
+} // namespace
+
+const Command statusCommand = {"status", "Tells of the peers, services, port and drivers", examples, false,
+                               declareBare<showStatus>};
