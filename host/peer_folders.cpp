@@ -67,7 +67,8 @@ KnownPeers knownPeers() {
     }
     const DWORD error = GetLastError();
     std::error_code unknown;
-    if (error != ERROR_NO_MORE_FILES && (search || fs::exists(folder, unknown)))
+    known.isThere = search || fs::exists(folder, unknown);
+    if (known.isThere && error != ERROR_NO_MORE_FILES)
         known.error = error;
     return known;
 }

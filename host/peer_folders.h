@@ -6,10 +6,10 @@
 
 struct KnownPeers {
     std::set<std::string> ids = {};
-    unsigned long error = 0; // why the working folder cannot be read
+    bool isThere = true;     // the working folder
+    unsigned long error = 0; // why it cannot be read
 };
 
-// A working folder that is not there has no peers.
 KnownPeers knownPeers();
 
 // Makes the peer's folder unless it is there; true when it was not. A std::runtime_error says why it, or the

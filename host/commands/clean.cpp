@@ -1,5 +1,6 @@
 #include "command_line.h"
 #include "commands.h"
+#include "connections.h"
 #include "console.h"
 #include "hanging_up.h"
 #include "left_over.h"
@@ -16,8 +17,9 @@ void hangUpAndRemove(Context& context) {
     context.library.initForDialling(context.console);
     const KnownPeers known = knownPeers();
     hangUpAll(known.ids);
+    const Connections left = activeConnections();
     for (const std::string& id : known.ids)
-        if (!prepared && !phonebookLeft(id).empty() && hangUp(id).end == HangUp::End::gone)
+        if (!prepared && !left.has(id) && !phonebookLeft(id).empty())
             VARNEL::dialDown(id);
 }
 

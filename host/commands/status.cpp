@@ -50,6 +50,10 @@ std::wstring readText(HKEY key, const wchar_t* name) {
     return text;
 }
 
+std::string counted(size_t count, const char* what) {
+    return fmt::format("{} {}{}", count, what, count == 1 ? "" : "s");
+}
+
 std::string stateOf(const std::string& id, const Connections& connections) {
     if (connections.error != 0)
         return "unknown";
@@ -64,18 +68,15 @@ ExitCode showPeers(Console& console) {
     const std::string folder = utf8FromAnsi(GetWorkingPath());
     const KnownPeers known = knownPeers();
     const Connections connections = activeConnections();
-    if (known.error != 0)
-        console.result(
-            fmt::format("working folder: {}, cannot be read: {}", folder, systemMessage(known.error)));
-    else
-        console.result(fmt::format("working folder: {}, {} peer{}", folder, known.ids.size(),
-                                   known.ids.size() == 1 ? "" : "s"));
+    console.result(fmt::format("working folder: {}, {}", folder,
+                               !known.isThere     ? "not there"
+                               : known.error != 0 ? "cannot be read: " + systemMessage(known.error)
+                                                  : counted(known.ids.size(), "peer")));
     for (const std::string& id : known.ids)
         console.result(fmt::format("peer {}: {}", id, stateOf(id, connections)));
     if (connections.error != 0)
         return tell(failure("remote access", "no list of connections", connections.error), console);
-    console.result(fmt::format("remote access: {} active connection{}", connections.list.size(),
-                               connections.list.size() == 1 ? "" : "s"));
+    console.result("remote access: " + counted(connections.list.size(), "active connection"));
     return known.error == 0 ? ExitCode::done : ExitCode::failed;
 }
 
