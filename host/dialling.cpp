@@ -39,9 +39,7 @@ Outcome whatIsThere(const DialRequest& request, double seconds) {
     if (seconds < shortestWaitSeconds)
         return {.exit = ExitCode::notConnected,
                 .subject = id,
-                .text = fmt::format("not connected: the dial succeeded after {:.1f} s, but its connection "
-                                    "has gone",
-                                    seconds),
+                .text = fmt::format("not connected: no error after {:.1f} s, but no connection", seconds),
                 .advice = "dial again"};
     return {.exit = ExitCode::timedOut,
             .subject = id,

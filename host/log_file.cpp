@@ -24,8 +24,6 @@ void checkLogFile(Console& console) {
     if (found == ERROR_FILE_NOT_FOUND)
         found = error(FILE_APPEND_DATA | DELETE, CREATE_NEW, FILE_FLAG_DELETE_ON_CLOSE);
     if (found != ERROR_SUCCESS)
-        console.message(
-            fmt::format("varnel-host: the log file \"{}\" cannot be opened, so nothing is logged: "
-                        "{}",
-                        unicode2utf8(path), systemMessage(found)));
+        console.message(fmt::format("varnel-host: nothing is logged, \"{}\" cannot be opened: {}",
+                                    unicode2utf8(path), systemMessage(found)));
 }

@@ -30,8 +30,7 @@ constexpr const char* compareSettings =
 
 constexpr Meaning meanings[] = {
     {ERROR_INVALID_PARAMETER, "no phonebook entry could be prepared",
-     "the phonebook and its folder must be there for this user to write; the log says more (--log-level 3 "
-     "--log-file FILE)"},
+     "the phonebook and its folder must be there for this user to write"},
     {602, "the port is already open", waitAndRetry},
     {608, "the VPN device does not exist", "install the device \"WAN Miniport (PPTP)\" again"},
     {609, "the VPN device's type does not exist", "install the device \"WAN Miniport (PPTP)\" again"},
@@ -47,8 +46,7 @@ constexpr Meaning meanings[] = {
     {631, "the connection was ended by a person", ""},
     {632, "the service does not know the size of a record", seeLog},
     {633, "no free VPN port",
-     "hang up another connection; a dial that was never answered keeps its port until the program that made "
-     "it ends"},
+     "hang up a connection; a dial that was never answered keeps its port until its program ends"},
     {635, "an unknown error of the service", seeLog},
     {645, "an internal error of the authentication", waitAndRetry},
     {646, "the account may not be used at this hour", askOwner},

@@ -28,9 +28,9 @@ std::string utf8(const fs::path& path) {
 fs::path phonebookOf(const std::string& id) {
     const std::string path = GetPrivateConfigPathName(id.c_str(), phonebookName);
     if (path.empty())
-        throw std::runtime_error(fmt::format("the working folder \"{}\" is too long: with the peer's id and "
-                                             "phonebook Windows allows 259 characters",
-                                             utf8FromAnsi(GetWorkingPath())));
+        throw std::runtime_error(
+            fmt::format("the working folder \"{}\" leaves no room for a phonebook in 259 characters",
+                        utf8FromAnsi(GetWorkingPath())));
     return fs::absolute(wideFromAnsi(path));
 }
 
