@@ -8,6 +8,8 @@ Computer* present = nullptr;
 
 constexpr char publicPhoneBook[] = "C:\\all\\Microsoft\\Network\\Connections\\Pbk\\rasphone.pbk";
 
+constexpr char usualAddress[] = "10.7.0.2"; // of connections
+
 constexpr char usualFacts[] =
     "windows = XP; bits = 32; level = 3; carried = 5; lock = free;"
     "data folder = C:\\all; system folder = C:\\sys; working folder = C:\\peers;"
@@ -225,7 +227,7 @@ void Computer::apply(const std::string& item) {
         lastConnection = reinterpret_cast<HRASCONN>(reinterpret_cast<ULONG_PTR>(lastConnection) + 1);
         connections.push_back({.entryName = name.substr(3),
                                .phoneBook = said.at(0),
-                               .address = said.size() % 2 == 0 ? said[1] : "10.7.0.2",
+                               .address = said.size() % 2 == 0 ? said[1] : usualAddress,
                                .handle = lastConnection,
                                .course = value});
     } else {
@@ -241,7 +243,9 @@ Facts Computer::state() const {
     Facts all = facts;
     for (const Connection& connection : connections)
         if (connection.listed || (connection.dialled && !connection.hungUp))
-            all.set("up " + connection.entryName, connection.phoneBook + " " + connection.address);
+            all.set("up " + connection.entryName,
+                    connection.phoneBook +
+                        (connection.address == usualAddress ? "" : " " + connection.address));
     return all;
 }
 

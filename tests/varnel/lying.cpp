@@ -132,6 +132,7 @@ void playLying(Situation& situation) {
         Run run(situation);
         peers = {run.meant("Node"), run.meant("Node...")};
         shownHandles.clear();
+        run.computer.apply(fmt::format("level = {}", below(4)));
         for (const Step& step : situation.steps) {
             anyConnection = !step.operation.starts_with("dialDown ");
             report::begin(

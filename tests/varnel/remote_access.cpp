@@ -153,12 +153,10 @@ void answerForLists() {
     });
 }
 
-// Facts keep an entry as "USER at ADDRESS OPTIONS/ENCRYPTION/STRATEGY", or with every number in the record
-// that is not 0, by its place.
+// Facts keep an entry as "USER at ADDRESS", or with every number in the record that is not 0, by its place.
 std::string properties(const RASENTRYA& entry) {
     if (!facts().has("whole records"))
-        return fmt::format("{} {:X}/{}/{}", entry.szLocalPhoneNumber, entry.dwfOptions,
-                           entry.dwEncryptionType, entry.dwVpnStrategy);
+        return entry.szLocalPhoneNumber;
     std::string all = entry.szLocalPhoneNumber;
     const auto* const numbers = reinterpret_cast<const DWORD*>(&entry);
     for (std::size_t i = 0; i < entrySize / sizeof(DWORD); ++i)

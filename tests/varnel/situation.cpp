@@ -27,13 +27,16 @@ std::string laidOut(std::string line) {
 }
 
 std::string expectation(const Situation& situation, Step step) {
-    std::string lines, fields;
-    for (const std::string& section : allSections)
-        if (!step.expected[section].empty())
-            lines += laidOut((section + margin).substr(0, margin.size()) + step.expected[section]);
-    for (const auto& [section, words] : situation.sections)
-        fields += " | " + (step.expected[section].empty() ? "-" : step.expected[section]);
-    return situation.isCase ? laidOut("  =>" + fields.substr(2)) : lines;
+    std::string lines, brief;
+    for (const auto& [section, words] : situation.sections) {
+        const std::string& text = step.expected[section];
+        if (!text.empty())
+            lines += laidOut((section + margin).substr(0, margin.size()) + text);
+        brief += (brief.empty() ? "  => " : " | ") + (text.empty() ? "-" : text);
+    }
+    while (brief.ends_with(" | -"))
+        brief.resize(brief.size() - 4);
+    return situation.isBrief ? laidOut(brief) : lines;
 }
 
 // Those of a line "only"; the result counts always.
@@ -89,8 +92,7 @@ SituationFile::SituationFile(const std::string& path_) : path(path_) {
 }
 
 void SituationFile::take(const std::string& line) {
-    if (const std::size_t outcome = line.find("  => ");
-        line.starts_with("case") && outcome != std::string::npos) {
+    if (const std::size_t outcome = line.find("  => "); outcome != 0 && outcome != std::string::npos) {
         take(line.substr(0, outcome));
         return take(line.substr(outcome));
     }
@@ -105,9 +107,10 @@ void SituationFile::take(const std::string& line) {
         return;
     if (keyword == "situation") {
         situations.emplace_back().name = text;
-        keyword = "only", text = "calls; log; left";
+        situations.back().sections = sectionsOf("calls; log; left");
+        return;
     }
-    Situation& situation = situations.at(situations.size() - 1);
+    Situation& situation = situations.back();
     std::vector<Step>& steps = situation.steps;
     if (keyword == "given") {
         situation.given = text;
@@ -116,21 +119,22 @@ void SituationFile::take(const std::string& line) {
             situation.remarks.insert(keyword + " " + word);
     } else if (keyword == "only") {
         situation.sections = sectionsOf(text);
+        situation.isBrief = true;
     } else if (keyword == "course") {
         course = text;
     } else if (keyword == "do") {
         steps.push_back({std::exchange(course, ""), text, {}, std::exchange(written, "")});
     } else if (keyword == "case") {
         const Step common = steps.at(0);
-        if (std::exchange(situation.isCase, true))
-            situations.push_back(situation);
-        else
+        if (common.course.empty()) // the first case
             written.insert(0, common.written);
+        else
+            situations.push_back(situation);
         situations.back().steps = {{text, common.operation, {}, std::exchange(written, "")}};
     } else if (keyword == "=>") {
-        steps.at(0).expected = expectedOf(text, situation.sections);
+        steps.back().expected = expectedOf(text, situation.sections);
     } else if (isExpectation) {
-        steps.at(steps.size() - 1).expected[keyword] = text;
+        steps.back().expected[keyword] = text;
     } else {
         throw std::runtime_error("no line begins with \"" + keyword + "\"");
     }
@@ -143,8 +147,8 @@ void SituationFile::write() const {
             const std::string outcome = expectation(situation, step);
             std::string lines = step.written;
             const std::size_t last = lines.size() - lines.rfind('\n', lines.size() - 2);
-            if (situation.isCase && last + outcome.size() < lineWidth + 4)
-                lines.pop_back(); // it has room on the line of its case
+            if (situation.isBrief && last + outcome.size() < lineWidth + 4)
+                lines.pop_back(); // it has room on the line of what is done
             file << lines << outcome;
         }
     file << written;

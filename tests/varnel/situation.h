@@ -26,7 +26,7 @@ struct Situation {
     std::string name, given;
     std::vector<Section> sections;
     std::set<std::string> remarks; // "show detail", "may RasHangUpA"
-    bool isCase = false;           // with its outcome in one line
+    bool isBrief = false;          // its outcomes stand in one line each: what it picks of them
     std::vector<Step> steps;
 
     bool may(std::string_view what) const { return remarks.contains("may " + std::string(what)); }
