@@ -39,21 +39,19 @@ std::string imageAt(LPCVOID bytes, DWORD size) {
     return "unknown bytes";
 }
 
-// "folder NAME" or "plain NAME", as the facts have what is in the working folder.
-bool foundNext(std::vector<std::string>& names, LPWIN32_FIND_DATAA found) {
-    SetLastError(ERROR_NO_MORE_FILES);
-    if (names.empty())
-        return false;
-    const std::string& name = names.front();
-    *found = {};
-    found->dwFileAttributes = answers::number(name.starts_with("folder ") ? FILE_ATTRIBUTE_DIRECTORY : 0);
-    answers::fill(found->cFileName, name.substr(name.find(' ') + 1));
-    names.erase(names.begin());
-    return true;
-}
-
 void answerForFiles() {
-    static std::vector<std::string> listing;
+    static std::vector<std::string> listing; // what is to be found: "folder NAME" or "plain NAME"
+    on<"FindNextFileA">([](HANDLE, LPWIN32_FIND_DATAA found) {
+        SetLastError(ERROR_NO_MORE_FILES);
+        if (listing.empty())
+            return false;
+        *found = {};
+        found->dwFileAttributes =
+            answers::number(listing[0].starts_with("folder ") ? FILE_ATTRIBUTE_DIRECTORY : 0);
+        answers::fill(found->cFileName, listing[0].substr(listing[0].find(' ') + 1));
+        listing.erase(listing.begin());
+        return true;
+    });
     on<"FindFirstFileA">([](LPCSTR pattern, LPWIN32_FIND_DATAA found) {
         listing = {"folder .", "folder .."};
         for (const auto& [name, value] : facts().all())
@@ -61,12 +59,11 @@ void answerForFiles() {
                 listing.push_back(name);
         std::string expected = facts().get("working folder");
         expected += expected.ends_with('\\') ? "*" : "\\*";
-        if (pattern == expected && foundNext(listing, found))
+        if (pattern == expected && Call<"FindNextFileA">::answer(nullptr, found) != FALSE)
             return theComputer().lend<HANDLE>("search");
         SetLastError(ERROR_PATH_NOT_FOUND);
         return INVALID_HANDLE_VALUE;
     });
-    on<"FindNextFileA">([](HANDLE, LPWIN32_FIND_DATAA found) { return foundNext(listing, found); });
     on<"IsFileExist">([](const std::string& path) {
         return facts().has("file " + path) || !facts().endings("entry " + path + " ").empty();
     });
@@ -146,7 +143,7 @@ void answerForSystem() {
                "a record that nobody wants, or from nowhere: ", text);
         theComputer().log.push_back(std::to_string(level) + " " + text);
         if (theComputer().showsRecords)
-            journal::add("[" + text + "]");
+            journal::calls.push_back("[" + text + "]");
     });
     // What gives back what only exists here.
     always<"FindClose", "FreeLibrary", "CloseServiceHandle">(TRUE);
@@ -188,15 +185,15 @@ Computer::Computer() {
         apply(fact);
     apply(fmt::format("entry {} stranger #0 = somebody's", publicPhoneBook));
     faults::plan({});
-    journal::take();
-    takeComplaints();
+    journal::calls.clear();
+    complaints.clear();
     privates::onlyClient = false;
     privates::publicPhoneBook = publicPhoneBook;
     privates::callbackIdIndex = 0;
     privates::pptpsrvDialDownCallback = [](const std::string& id) {
-        const std::scoped_lock locked(worldLock());
+        const std::scoped_lock locked(worldLock);
         theComputer().told.push_back(id);
-        journal::add("told " + id);
+        journal::calls.push_back("told " + id);
     };
 }
 
@@ -204,7 +201,6 @@ Computer::~Computer() {
     faults::plan({});
     privates::pptpsrvDialDownCallback = nullptr;
     DIALUP_CALLBACK().clearItems();
-    releaseHeapPages();
     present = nullptr;
 }
 
@@ -255,23 +251,16 @@ Connection* Computer::find(HRASCONN handle) {
 }
 
 void Computer::traced(int level, const char* file, long line, const std::string& text) {
-    const std::scoped_lock locked(worldLock());
+    const std::scoped_lock locked(worldLock);
     expect(std::string(file) == ".\\Varnel" && line > 0, "a trace from nowhere: ", text);
     traces.push_back(std::to_string(level) + " " + text.substr(0, text.find('\n')));
-    std::vector<std::string>& operations = entered[GetCurrentThreadId()];
-    if (text.starts_with("==>>"))
-        operations.push_back(text.substr(4, text.size() - 5));
-    else if (operations.empty() || !text.starts_with("<<== " + operations.back() + ",period = "))
-        complain("left without having been entered: " + text);
-    else
-        operations.pop_back();
+    entered += text.starts_with("==>>") ? 1 : -1;
 }
 
 void Computer::settle() {
     expect(privates::items.empty(), "a dial attempt is still registered");
     DIALUP_CALLBACK().clearItems();
-    for (const auto& [thread, operations] : std::exchange(entered, {}))
-        expect(operations.empty(), "never left: ", joined(operations, ", "));
+    expect(std::exchange(entered, 0) == 0, "an operation is not left as often as it is entered");
     expect(!std::exchange(isMutexOwned, false), "the phonebooks' lock is kept");
     ledger::settle();
 }

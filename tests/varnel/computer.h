@@ -44,7 +44,7 @@ class Computer {
     Facts facts;
     Clock clock;
     std::deque<Connection> connections; // in the order in which they are listed
-    std::deque<std::string> dials;      // the courses of the coming dials; one connects when there is none
+    std::vector<std::string> dials;     // the courses of the coming dials; one connects when there is none
     std::vector<std::string> log;       // "2 RasDial fail, error 633"
     std::vector<std::string> traces;    // "3 ==>>VARNEL::dialUp(...)"
     std::vector<std::string> told;      // the ids of which the host was told
@@ -62,18 +62,17 @@ class Computer {
     void settle(); // complains of what the library has left behind
 
     // Handles of what only exists here.
-    template<class HANDLE_TYPE>
-    HANDLE_TYPE lend(const std::string& thing) {
+    template<class Handle>
+    Handle lend(const std::string& thing) {
         things[++lastHandle] = thing;
-        return reinterpret_cast<HANDLE_TYPE>(lastHandle);
+        return reinterpret_cast<Handle>(lastHandle);
     }
-    template<class HANDLE_TYPE>
-    HANDLE_TYPE lendIf(bool isThere, const std::string& thing, DWORD error) {
+    template<class Handle>
+    Handle lendIf(bool isThere, const std::string& thing, DWORD error) {
         SetLastError(error);
-        return isThere ? lend<HANDLE_TYPE>(thing) : nullptr;
+        return isThere ? lend<Handle>(thing) : nullptr;
     }
-    template<class HANDLE_TYPE>
-    std::string thing(HANDLE_TYPE handle) const {
+    std::string thing(auto handle) const {
         const auto found = things.find((ULONG_PTR)handle);
         return found != things.end() ? found->second : std::string();
     }
@@ -81,7 +80,7 @@ class Computer {
   private:
     std::map<ULONG_PTR, std::string> things;
     ULONG_PTR lastHandle = 0x1000'0000;
-    std::map<DWORD, std::vector<std::string>> entered; // by thread: operations entered and not yet left
+    int entered = 0; // operations that have not yet been left
 };
 
 // The one in which the present play takes place.
@@ -94,7 +93,6 @@ void answerForRemoteAccess();
 void answerForRegistryAndServices();
 void answerForRouterAndNetworks();
 void answerForHeap();
-void releaseHeapPages();
 
 // Where the answers pass: they are honest unless the play is one of lies.
 namespace answers {
@@ -102,9 +100,9 @@ inline bool lie = false;
 // Fills a field; a text as long as the field is left without an end. A lie may be any text, with or without
 // one.
 void fill(char* field, std::size_t room, const std::string& text);
-template<std::size_t SIZE>
-void fill(char (&field)[SIZE], const std::string& text) {
-    fill(field, SIZE, text);
+template<std::size_t Size>
+void fill(char (&field)[Size], const std::string& text) {
+    fill(field, Size, text);
 }
 DWORD number(DWORD truth);
 // A connection as it is shown to the library.

@@ -1,11 +1,8 @@
 #include "facts.h"
 
-#include <boost/algorithm/string/trim.hpp>
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cstring>
-#include <ranges>
 
 namespace {
 
@@ -69,37 +66,32 @@ bool says(std::string_view text, std::string_view word) {
     return std::ranges::count(words(text), word) != 0;
 }
 
-unsigned long numberAfter(std::string_view text, std::string_view word, unsigned long otherwise) {
+std::string wordAfter(std::string_view text, std::string_view word, const std::string& otherwise) {
     const std::vector<std::string> said = words(text);
-    for (std::size_t i = 0; i + 1 < said.size(); ++i)
-        if (said[i] == word)
-            return std::stoul(said[i + 1]);
-    return otherwise;
+    const auto found = std::ranges::find(said, word);
+    return found != said.end() && found + 1 != said.end() ? *(found + 1) : otherwise;
+}
+
+unsigned long numberAfter(std::string_view text, std::string_view word, unsigned long otherwise) {
+    return std::stoul(wordAfter(text, word, std::to_string(otherwise)));
 }
 
 bool countDown(std::string& text, std::string_view word) {
     const unsigned long number = numberAfter(text, word);
     if (number != 0)
-        replaceAll(text, fmt::format("{} {}", word, number), fmt::format("{} {}", word, number - 1));
+        boost::replace_all(text, fmt::format("{} {}", word, number), fmt::format("{} {}", word, number - 1));
     return number != 0;
 }
 
 std::vector<std::string> pieces(std::string_view text, char separator) {
     std::vector<std::string> all;
-    while (!text.empty()) {
-        const std::size_t end = std::min(text.find(separator), text.size());
-        if (const std::string piece = boost::trim_copy(std::string(text.substr(0, end))); !piece.empty())
-            all.push_back(piece);
-        text.remove_prefix(std::min(end + 1, text.size()));
-    }
+    boost::split(all, text, [=](char character) { return character == separator; });
+    for (std::string& piece : all)
+        boost::trim(piece);
+    std::erase(all, "");
     return all;
 }
 
 std::string joined(const std::vector<std::string>& parts, std::string_view separator) {
     return fmt::format("{}", fmt::join(parts, separator));
-}
-
-void replaceAll(std::string& text, std::string_view what, std::string_view with) {
-    for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + with.size()))
-        text.replace(at, what.size(), with);
 }

@@ -2,6 +2,8 @@
 // order in which they came to be. Names are compared as Windows does, without regard to case.
 #pragma once
 
+#include <boost/algorithm/string.hpp>
+
 #include <string>
 #include <string_view>
 #include <utility>
@@ -33,11 +35,11 @@ std::vector<std::string> differences(Facts before, Facts after);
 // The words of a text, which may stand in quotes when they hold blanks.
 std::vector<std::string> words(std::string_view text);
 bool says(std::string_view text, std::string_view word);
-// The number behind a word of a text.
+// The word, or the number, behind a word of a text.
+std::string wordAfter(std::string_view text, std::string_view word, const std::string& otherwise);
 unsigned long numberAfter(std::string_view text, std::string_view word, unsigned long otherwise = 0);
 // Counts that number down; whether it was above 0.
 bool countDown(std::string& text, std::string_view word);
 // The pieces of a text between separators, without the blanks around them.
 std::vector<std::string> pieces(std::string_view text, char separator);
 std::string joined(const std::vector<std::string>& parts, std::string_view separator);
-void replaceAll(std::string& text, std::string_view what, std::string_view with);

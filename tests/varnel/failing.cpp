@@ -4,8 +4,9 @@
 
 namespace {
 
-const std::vector<std::string> ownResults = {"87", "756", "true", "false",
-                                             "\"\""}; // of what could be done or not
+using Words = std::vector<std::string>;
+
+const Words ownResults = {"87", "756", "true", "false", "\"\""}; // of what could be done or not
 
 // How a code is marked in the table of imports: it is told in the log unless it has one of these.
 constexpr char toldOtherwise = '!', silent = '~', answer = '=';
@@ -14,7 +15,7 @@ bool has(const std::string& text, const std::string& part) {
     return text.find(part) != std::string::npos;
 }
 
-bool isAmong(const std::vector<std::string>& all, const std::string& one) {
+bool isAmong(const Words& all, const std::string& one) {
     return std::ranges::count(all, one) != 0;
 }
 
@@ -30,45 +31,41 @@ struct Usual {
 using Rules = std::vector<std::pair<bool, std::string>>;
 
 // What holds always.
-Rules general(const Usual& usual, const Import& failed, const Outcome& came) {
-    const Step& step = usual.step;
+Rules general(const Usual& usual, const Import& failed, Outcome& came) {
+    const std::string& operation = usual.step.operation;
+    const bool mayTellAll = operation == "clean" || operation.starts_with("init");
     const auto isStrange = [&](const std::string& id) {
-        return !id.starts_with("Node") && !isAmong(usual.first.lines.at("told"), id);
+        return !mayTellAll && !id.starts_with("Node") && !isAmong(usual.first.lines.at("told"), id);
     };
-    const bool mayTellAll = step.operation == "clean" || step.operation.starts_with("init");
-    const std::string left = joined(came.lines.at("left"), "; ");
-    return {{came.result != "throws" || failed.throws, "it throws"},
+    const std::string left = joined(came.lines["left"], "; ");
+    return {{came.result != "throws" || failed.failing == Failing::byThrowing, "it throws"},
             {!came.passwordLeft, "the password is left in memory"},
             {usual.situation.may("strangers") || !has(left, "stranger"), "a stranger is touched: " + left},
-            {mayTellAll || std::ranges::none_of(came.lines.at("told"), isStrange),
-             "the host is told of another peer"}};
+            {std::ranges::none_of(came.lines["told"], isStrange), "the host is told of another peer"}};
 }
 
 // What holds when the library takes no other road than the usual one.
-Rules particular(const Usual& usual, const std::string& code, char mark, const Outcome& came) {
-    const Outcome& first = usual.first;
+Rules particular(const Usual& usual, const std::string& code, char mark, Outcome& came) {
+    Outcome first = usual.first;
     const auto tells = [&](const std::string& line) {
-        if (line.starts_with('3'))
-            return false;
-        return mark == toldOtherwise
-                   ? has(line, "fail") || has(line, "Can't")
-                   : line.ends_with(code) || has(line, code + " ") || line.ends_with("4294967295");
+        return !line.starts_with('3') &&
+               (mark == toldOtherwise ? has(line, "fail") || has(line, "Can't")
+                                      : has(line + " ", code + " ") || line.ends_with("4294967295"));
     };
     const auto isNews = [&](const std::string& line) {
-        return line.starts_with('2') && !isAmong(first.lines.at("log"), line);
+        return line.starts_with('2') && !isAmong(first.lines["log"], line);
     };
     const auto isLogged = [&](const auto& what) {
-        return LOG::level < 2 || std::ranges::any_of(came.lines.at("log"), what);
+        return LOG::level < 2 || std::ranges::any_of(came.lines["log"], what);
     };
-    std::string course = usual.step.course;
-    replaceAll(course, ",", " ");
-    return {
-        {mark == silent || isLogged(tells), "the log does not tell of it"},
-        {came.result == first.result || came.result == code || isAmong(ownResults, came.result) ||
-             isAmong(words(course), came.result),
-         "the result is " + came.result},
-        {came.result != first.result || came.lines.at("left") == first.lines.at("left") || isLogged(isNews),
-         "the usual result, but another state: " + joined(came.lines.at("left"), "; ")}};
+    Words results = {first.result, code};
+    std::ranges::copy(ownResults, std::back_inserter(results));
+    std::ranges::copy(words(boost::replace_all_copy(usual.step.course, ",", " ")),
+                      std::back_inserter(results));
+    return {{mark == silent || isLogged(tells), "the log does not tell of it"},
+            {isAmong(results, came.result), "the result is " + came.result},
+            {came.result != first.result || came.lines["left"] == first.lines["left"] || isLogged(isNews),
+             "the usual result, but another state: " + joined(came.lines["left"], "; ")}};
 }
 
 // Whether the failure came about at all.
@@ -78,17 +75,16 @@ bool disturb(const Usual& usual, const Fault& fault, char mark) {
     report::begin(fmt::format("{}: {}, {}, {} #{}{} fails with {}", situation.name, step.operation,
                               step.course, import->name, nth, lasting ? " on" : "", number));
     Run run(situation, Run::coarsePoll, before);
-    const Outcome came = run.perform(step, {fault});
+    Outcome came = run.perform(step, {fault});
     if (import->calls < nth)
         return false;
     // Another road may be taken after an answer, where the text says so, and where the course has failures.
     const bool mayDiffer =
         mark == answer || situation.may(import->name) || has("; " + step.course, "; fails ");
-    std::vector<std::string> offences = came.offences;
     const auto keep = [&](const Rules& rules) {
         for (const auto& [holds, rule] : rules)
             if (!holds)
-                offences.push_back(rule);
+                came.offences.push_back(rule);
     };
     keep(general(usual, *import, came));
     if (!mayDiffer && came.result != "throws")
@@ -100,7 +96,7 @@ bool disturb(const Usual& usual, const Fault& fault, char mark) {
           {mayDiffer || next.result == first.result || next.result == second.result,
            "the next one gives " + next.result},
           {fresh.sections == first.sections, "on a fresh computer it goes another way afterwards"}});
-    report::end(offences);
+    report::end(came.offences);
     return true;
 }
 

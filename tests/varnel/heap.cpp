@@ -7,29 +7,23 @@
 
 namespace {
 
-constexpr SIZE_T pageSize = 4096;
-constexpr unsigned char junk = 0xA5;
-
-std::map<void*, void*> pages; // by block, their first; of those that are freed too
-
 void* allocate(HANDLE, DWORD flags, SIZE_T bytes) {
+    constexpr SIZE_T pageSize = 4096;
     const SIZE_T room = (bytes + pageSize - 1) / pageSize * pageSize;
     void* const first = VirtualAlloc(nullptr, room + pageSize, MEM_RESERVE, PAGE_NOACCESS);
     if (VirtualAlloc(first, room, MEM_COMMIT, PAGE_READWRITE) == nullptr)
         return nullptr;
-    char* const block = static_cast<char*>(first) + (room - bytes) / sizeof(DWORD) * sizeof(DWORD);
-    std::memset(first, (flags & HEAP_ZERO_MEMORY) != 0 ? 0 : junk, room);
-    return pages[block] = first, block;
+    std::memset(first, (flags & HEAP_ZERO_MEMORY) != 0 ? 0 : 0xA5, room);
+    return static_cast<char*>(first) + (room - bytes) / sizeof(DWORD) * sizeof(DWORD);
 }
 
 } // namespace
 
 void answerForHeap() {
     on<"HeapAlloc">(&allocate);
-    on<"HeapFree">([](HANDLE, DWORD, LPVOID block) { return VirtualFree(pages[block], 0, MEM_DECOMMIT); });
-}
-
-void releaseHeapPages() {
-    for (const auto& [block, first] : std::exchange(pages, {}))
-        VirtualFree(first, 0, MEM_RELEASE);
+    on<"HeapFree">([](HANDLE, DWORD, LPVOID block) {
+        MEMORY_BASIC_INFORMATION known;
+        VirtualQuery(block, &known, sizeof known);
+        return VirtualFree(known.AllocationBase, 0, MEM_RELEASE);
+    });
 }

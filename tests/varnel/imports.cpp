@@ -9,9 +9,7 @@
 
 namespace {
 
-std::vector<std::string> complaints;
 std::vector<Fault> planned;
-std::vector<std::string> calls;
 
 struct Loan {
     bool out;
@@ -47,15 +45,14 @@ constexpr char leftAlone[] =
     "InitializeCriticalSection IsDBCSLeadByteEx LeaveCriticalSection LocalFree MultiByteToWideChar "
     "TlsGetValue VirtualProtect VirtualQuery WideCharToMultiByte";
 
-[[maybe_unused]] bool isRunTime(const std::string& module) {
-    return _stricmp(module.c_str(), "msvcrt.dll") == 0 || module.starts_with("lib");
-}
-
 } // namespace
 
 std::vector<Import*>& allImports() {
-#define VARNEL_ROW(function, ...) &Call<#function>::row,
-    static std::vector<Import*> all = {VARNEL_IMPORTS(VARNEL_ROW)};
+#define VARNEL_ROW(round, columns, function) &Call<BOOST_PP_STRINGIZE(function)>::row,
+#define VARNEL_ROWS(failing, seen, lends, codes, ...)                                                        \
+    BOOST_PP_SEQ_FOR_EACH(VARNEL_ROW, , BOOST_PP_VARIADIC_TO_SEQ(__VA_ARGS__))
+    static std::vector<Import*> all = {VARNEL_IMPORTS(VARNEL_ROWS)};
+#undef VARNEL_ROWS
 #undef VARNEL_ROW
     return all;
 }
@@ -67,23 +64,14 @@ Import& importOf(std::string_view name) {
     return **found;
 }
 
-std::recursive_mutex& worldLock() {
-    static std::recursive_mutex lock;
-    return lock;
-}
-
 void complain(const std::string& text) {
-    const std::scoped_lock locked(worldLock());
+    const std::scoped_lock locked(worldLock);
     complaints.push_back(text);
 }
 
 void expect(bool holds, std::string_view complaint, std::string_view about) {
     if (!holds)
         complain(std::string(complaint).append(about));
-}
-
-std::vector<std::string> takeComplaints() {
-    return std::exchange(complaints, {});
 }
 
 void faults::plan(std::vector<Fault> faults) {
@@ -128,14 +116,6 @@ void ledger::settle() {
         expect(!loan.out, loan.kind, " never returned");
 }
 
-void journal::add(const std::string& call) {
-    calls.push_back(call);
-}
-
-std::vector<std::string> journal::take() {
-    return std::exchange(calls, {});
-}
-
 std::string text::line(std::string_view name, const std::vector<std::string>& arguments) {
     std::string line(name == "WaitForSingleObject" ? "Wait" : name);
     if (line.starts_with("Ras"))
@@ -155,13 +135,12 @@ std::vector<std::string> redirectImports() {
         const std::string_view name = symbol != symbols.end() ? symbol->second : import->name;
         if (void* const real = table.replace(name, import->thunk))
             import->answerWith(real);
-        else if (!import->module.empty())
-            odd.push_back("not imported: " + std::string(name));
     }
     table.replace(tracePrint, reinterpret_cast<void*>(&printTrace));
 #if !defined(VARNEL_CHECKED) && !defined(VARNEL_COVERAGE) // these builds import for themselves
     for (const ImportTable::Entry& entry : table.entries())
-        if (!table.isReplaced(entry) && !isRunTime(entry.module) && !says(leftAlone, entry.name))
+        if (!table.isReplaced(entry) && !entry.module.starts_with("lib") && entry.module != "msvcrt.dll" &&
+            !says(leftAlone, entry.name))
             odd.push_back("not redirected: " + entry.module + " " + entry.name);
 #endif
     return odd;

@@ -4,6 +4,7 @@
 
 #include "imports_table.h"
 
+#include <boost/preprocessor.hpp>
 #include <fmt/format.h>
 
 #include <windows.h>
@@ -18,20 +19,22 @@
 #include <type_traits>
 #include <vector>
 
-// What is found wrong beside what a text says; may be called from any thread.
+// One lock for all that calls do, but for waiting and calling back.
+inline std::recursive_mutex worldLock;
+
+// What is found wrong beside what a text says; may be added to from any thread.
+inline std::vector<std::string> complaints;
 void complain(const std::string& text);
 void expect(bool holds, std::string_view complaint, std::string_view about = {});
-std::vector<std::string> takeComplaints();
 
 // How a function tells its caller of a failure: by its result alone, or by a result and the last error.
 enum class Failing { never, byCode, byZero, byMinusOne, byHresult, byThrowing };
 
 struct Import { // a row of the table
     std::string_view name;
-    std::string_view module; // none when the library finds it at run time
-    std::string_view lends;  // "+kind" lends, "-kind" takes back, "kind" uses
-    std::string_view codes;  // that it plausibly fails with
-    bool throws;
+    std::string_view lends; // "+kind" lends, "-kind" takes back, "kind" uses
+    std::string_view codes; // that it plausibly fails with
+    Failing failing;
     void* thunk;
     void (*answerWith)(void* function);
     long calls = 0; // in the present play, and those of them that failed
@@ -68,33 +71,29 @@ void settle(); // complains of what is still out, and forgets it
 // The calls of the present play as text, in order: those that are at most as hidden as is asked.
 namespace journal {
 inline Seen wanted = Seen::shown;
-void add(const std::string& call);
-std::vector<std::string> take();
+inline std::vector<std::string> calls;
 } // namespace journal
 
-// One lock for all that calls do, but for waiting and calling back.
-std::recursive_mutex& worldLock();
-
-template<std::size_t N>
+template<std::size_t Size>
 struct Name {
-    char chars[N] = {};
-    consteval Name(const char (&text)[N]) { std::copy_n(text, N, chars); } // NOLINT: a literal is one
-    constexpr std::string_view view() const { return {chars, N - 1}; }
+    char chars[Size] = {};
+    consteval Name(const char (&text)[Size]) { std::copy_n(text, Size, chars); } // NOLINT: a literal is one
+    constexpr std::string_view view() const { return {chars, Size - 1}; }
 };
 
 namespace text {
 // How an argument reads in the journal; what points to no text has no place there.
-template<class T>
-std::string of(const T& argument) {
-    if constexpr (std::is_same_v<T, const char*>)
+template<class Argument>
+std::string of(const Argument& argument) {
+    if constexpr (std::is_same_v<Argument, const char*>)
         return argument == nullptr ? "-" : *argument == '\0' ? "\"\"" : argument;
-    else if constexpr (std::is_same_v<T, std::string>)
+    else if constexpr (std::is_same_v<Argument, std::string>)
         return of(argument.c_str());
-    else if constexpr (std::is_same_v<T, LPRASDIALPARAMSA>)
+    else if constexpr (std::is_same_v<Argument, LPRASDIALPARAMSA>)
         return fmt::format("{} {}/{}", argument->szEntryName, argument->szUserName, argument->szPassword);
-    else if constexpr (std::is_same_v<T, HRASCONN>)
+    else if constexpr (std::is_same_v<Argument, HRASCONN>)
         return std::to_string(reinterpret_cast<ULONG_PTR>(argument));
-    else if constexpr (std::is_integral_v<T> && !std::is_same_v<T, SOCKET>)
+    else if constexpr (std::is_integral_v<Argument> && !std::is_same_v<Argument, SOCKET>)
         return std::to_string(argument);
     else
         return {};
@@ -105,111 +104,109 @@ std::string call(std::string_view name, const auto&... arguments) {
 }
 } // namespace text
 
-template<Name NAME, Name MODULE, Failing FAILING, Seen SEEN, Name LENDS, Name CODES, class SIGNATURE>
+template<Name Function, Failing Fails, Seen Visible, Name Lends, Name Codes, class Signature>
 struct Redirected;
 
-template<Name NAME, Name MODULE, Failing FAILING, Seen SEEN, Name LENDS, Name CODES, class R, class... A>
-struct Redirected<NAME, MODULE, FAILING, SEEN, LENDS, CODES, R(A...)> {
-    static inline std::function<R(A...)> answer; // the computer's, or the system's own
-    static void answerWith(void* function) { answer = reinterpret_cast<R (*)(A...)>(function); }
+template<Name Function, Failing Fails, Seen Visible, Name Lends, Name Codes, class Result, class... Arguments>
+struct Redirected<Function, Fails, Visible, Lends, Codes, Result(Arguments...)> {
+    static inline std::function<Result(Arguments...)> answer; // the computer's, or the system's own
+    static void answerWith(void* function) { answer = reinterpret_cast<Result (*)(Arguments...)>(function); }
 
-    static R thunk(A... arguments) {
-        std::unique_lock locked(worldLock());
-        if (SEEN <= journal::wanted)
-            journal::add(text::call(NAME.view(), arguments...));
-        const std::initializer_list<const void*> handles = {handle(arguments)..., nullptr};
-        const void* const last = sizeof...(A) > 0 ? *(handles.end() - 2) : nullptr;
-        ledger::called(row, *handles.begin(), last);
+    static Result thunk(Arguments... arguments) {
+        std::unique_lock locked(worldLock);
+        if (Visible <= journal::wanted)
+            journal::calls.push_back(text::call(Function.view(), arguments...));
+        const std::initializer_list<const void*> handles = {nullptr, handle(arguments)..., nullptr};
+        const void* const last = *(handles.end() - 2);
+        ledger::called(row, *(handles.begin() + 1), last);
         if (const std::optional<DWORD> code = faults::strikes(row)) {
             leaveLastError(true, *code);
             return failure(*code);
         }
         if constexpr (waits)
             locked.unlock();
-        if constexpr (std::is_void_v<R>) {
+        if constexpr (std::is_void_v<Result>) {
             answer(arguments...);
             leaveLastError(false, GetLastError());
         } else {
-            R result = answer(arguments...);
+            Result result = answer(arguments...);
             const DWORD lastError = GetLastError();
             const bool failed = hasFailed(result);
-            if (!failed && LENDS.view().starts_with('+'))
-                ledger::acquired(LENDS.view().substr(1),
+            if (!failed && Lends.view().starts_with('+'))
+                ledger::acquired(Lends.view().substr(1),
                                  givesCode ? *static_cast<const void* const*>(last) : handle(result));
             leaveLastError(failed, lastError);
             return result;
         }
     }
 
-    static inline Import row = {NAME.view(),
-                                MODULE.view(),
-                                LENDS.view(),
-                                CODES.view(),
-                                FAILING == Failing::byThrowing,
-                                reinterpret_cast<void*>(&thunk),
-                                &answerWith};
+    static inline Import row = {
+        Function.view(), Lends.view(), Codes.view(), Fails, reinterpret_cast<void*>(&thunk), &answerWith};
 
   private:
-    static constexpr bool waits =
-        NAME.view() == "Sleep" || NAME.view() == "WaitForSingleObject" || NAME.view() == "RasDialA";
-    static constexpr bool keepsLastError = NAME.view() == "logLine" || NAME.view() == "newMemory";
+    static constexpr bool waits = Function.view() == "Sleep" || Function.view() == "WaitForSingleObject" ||
+                                  Function.view() == "RasDialA";
+    static constexpr bool keepsLastError = Function.view() == "logLine" || Function.view() == "newMemory";
     // What such a function lends stands where its last argument points.
-    static constexpr bool givesCode = FAILING == Failing::byCode || FAILING == Failing::byHresult;
-    static constexpr bool canTell = FAILING != Failing::never && FAILING != Failing::byThrowing;
+    static constexpr bool givesCode = Fails == Failing::byCode || Fails == Failing::byHresult;
+    static constexpr bool canTell = Fails != Failing::never && Fails != Failing::byThrowing;
 
-    static R failure(DWORD code) {
+    static Result failure(DWORD code) {
         if constexpr (canTell)
-            return (R)(FAILING == Failing::byCode      ? LONG_PTR{code}
-                       : FAILING == Failing::byHresult ? HRESULT_FROM_WIN32(code)
-                                                       : LONG_PTR{FAILING == Failing::byZero ? 0 : -1});
+            return (Result)(Fails == Failing::byCode      ? LONG_PTR{code}
+                            : Fails == Failing::byHresult ? HRESULT_FROM_WIN32(code)
+                                                          : LONG_PTR{Fails == Failing::byZero ? 0 : -1});
         throw std::bad_alloc();
     }
 
     static bool hasFailed(const auto& result) {
         if constexpr (canTell)
-            return givesCode ? result != R{} : result == failure(0);
+            return givesCode ? result != Result{} : result == failure(0);
         return false;
     }
 
     // What a function leaves there means something only after a failure that it tells in that way.
     static void leaveLastError(bool failed, DWORD lastError) {
         constexpr DWORD dirt = 0xDEAD;
-        SetLastError(keepsLastError || (failed && FAILING != Failing::byCode) ? lastError : dirt);
+        SetLastError(keepsLastError || (failed && Fails != Failing::byCode) ? lastError : dirt);
     }
 
-    template<class T>
-    static const void* handle(const T& argument) {
-        if constexpr (std::is_pointer_v<T> || std::is_same_v<T, SOCKET>)
+    template<class Argument>
+    static const void* handle(const Argument& argument) {
+        if constexpr (std::is_pointer_v<Argument> || std::is_same_v<Argument, SOCKET>)
             return (const void*)argument;
         else
             return nullptr;
     }
 };
 
-template<Name NAME>
+template<Name Function>
 struct Call;
-#define VARNEL_CALL(function, module, failing, seen, lends, codes)                                           \
+#define VARNEL_CALL(round, columns, function)                                                                \
     template<>                                                                                               \
-    struct Call<#function>                                                                                   \
-        : Redirected<#function, module, Failing::failing, Seen::seen, lends, codes, decltype(::function)> {  \
-    };
-VARNEL_IMPORTS(VARNEL_CALL)
+    struct Call<BOOST_PP_STRINGIZE(function)>                                                                \
+        : Redirected<BOOST_PP_STRINGIZE(function), BOOST_PP_TUPLE_REM() columns, decltype(::function)> {};
+#define VARNEL_CALLS(failing, seen, lends, codes, ...)                                                       \
+    BOOST_PP_SEQ_FOR_EACH(VARNEL_CALL, (Failing::failing, Seen::seen, lends, codes),                         \
+                          BOOST_PP_VARIADIC_TO_SEQ(__VA_ARGS__))
+VARNEL_IMPORTS(VARNEL_CALLS)
+#undef VARNEL_CALLS
 #undef VARNEL_CALL
 
 // Gives an import its answer for all plays.
-template<Name NAME>
+template<Name Function>
 void on(auto answer) {
-    Call<NAME>::answer = std::move(answer);
+    Call<Function>::answer = std::move(answer);
 }
 
 // Gives imports an answer that is always the same.
-template<Name... NAMES>
+template<Name... Functions>
 void always(int result) {
-    (on<NAMES>([result](const auto&...) { return result; }), ...);
+    (on<Functions>([result](const auto&...) { return result; }), ...);
 }
 
 // Puts the thunks into the import table of Varnel.dll, for as long as the program runs. What is imported and
-// has no row, or the other way round.
+// has no row.
 std::vector<std::string> redirectImports();
 // What is other than it should be in the modules as files.
 std::vector<std::string> oddInShippedModules();

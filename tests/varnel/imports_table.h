@@ -1,8 +1,8 @@
-// The table of imports, and of the functions and methods that the library finds at run time (no module).
-// Columns: how a failure is told; whether a transcript shows the call always, on demand or never; what is
-// lent ("+kind"), used ("kind") or taken back ("-kind"); the codes that a failure plausibly has. A code is
-// told in the log, or the log has another line for it ("!"), or is silent ("~"), or is an answer after which
-// the library goes another way ("="). Every function here is there in Windows 5.2.
+// The table of imports, and of the functions and methods that the library finds at run time. Columns: how a
+// failure is told; whether a transcript shows the call always, on demand or never; what is lent ("+kind"),
+// used ("kind") or taken back ("-kind"); the codes that a failure plausibly has; the functions of which all
+// that is so. A code is told in the log, or the log has another line for it ("!"), or is silent ("~"), or is
+// an answer after which the library goes another way ("="). Every function here is there in Windows 5.2.
 #pragma once
 
 #include "outside/Helper.h"
@@ -31,103 +31,72 @@ HRESULT GetCategory(INetwork* network, NLM_NETWORK_CATEGORY* category);
 HRESULT SetCategory(INetwork* network, NLM_NETWORK_CATEGORY category);
 ULONG Release(IUnknown* object);
 
-#define VARNEL_IMPORTS(X)                                                                                    \
-    X(RasDialA, "rasapi32.dll", byCode, shown, "", "8 6 633 651 621 =756")                                   \
-    X(RasHangUpA, "rasapi32.dll", byCode, shown, "", "8 6 =668")                                             \
-    X(RasGetConnectStatusA, "rasapi32.dll", byCode, shown, "", "=8 =668 =6")                                 \
-    X(RasGetProjectionInfoA, "rasapi32.dll", byCode, detail, "", "~6 ~731")                                  \
-    X(RasGetErrorStringA, "rasapi32.dll", byCode, detail, "", "~87 ~122")                                    \
-    X(RasEnumConnectionsA, "rasapi32.dll", byCode, shown, "", "8 603 632 1722")                              \
-    X(RasEnumEntriesA, "rasapi32.dll", byCode, detail, "", "8 621 632 =603")                                 \
-    X(RasSetEntryPropertiesA, "rasapi32.dll", byCode, shown, "", "5 610 621")                                \
-    X(RasSetEntryDialParamsA, "rasapi32.dll", byCode, detail, "", "5 610 623")                               \
-    X(RasGetEntryDialParamsA, "rasapi32.dll", byCode, detail, "", "~5 ~623")                                 \
-    X(RasRenameEntryA, "rasapi32.dll", byCode, shown, "", "5 623 =183")                                      \
-    X(RasDeleteEntryA, "rasapi32.dll", byCode, shown, "", "5 623")                                           \
-    X(CloseHandle, "KERNEL32.dll", never, hidden, "-handle", "")                                             \
-    X(CreateEventA, "KERNEL32.dll", byZero, hidden, "+handle", "=8 =1450")                                   \
-    X(SetEvent, "KERNEL32.dll", byZero, hidden, "handle", "=6")                                              \
-    X(WaitForSingleObject, "KERNEL32.dll", byMinusOne, shown, "handle", "6 5")                               \
-    X(Sleep, "KERNEL32.dll", never, shown, "", "")                                                           \
-    X(GetTickCount, "KERNEL32.dll", never, hidden, "", "")                                                   \
-    X(OpenMutexA, "KERNEL32.dll", byZero, detail, "+handle", "2 5")                                          \
-    X(ReleaseMutex, "KERNEL32.dll", never, detail, "handle", "")                                             \
-    X(HeapAlloc, "KERNEL32.dll", byZero, hidden, "+block", "8")                                              \
-    X(HeapFree, "KERNEL32.dll", never, hidden, "-block", "")                                                 \
-    X(GetModuleHandleExA, "KERNEL32.dll", byZero, hidden, "", "~8")                                          \
-    X(GetSystemDirectoryA, "KERNEL32.dll", byZero, detail, "", "=8")                                         \
-    X(LoadLibraryA, "KERNEL32.dll", byZero, shown, "+library", "8 126")                                      \
-    X(GetProcAddress, "KERNEL32.dll", byZero, detail, "library", "=127")                                     \
-    X(FreeLibrary, "KERNEL32.dll", never, shown, "-library", "")                                             \
-    X(SHGetFolderPathA, "SHELL32.dll", byHresult, detail, "", "5 2")                                         \
-    X(FindFirstFileA, "KERNEL32.dll", byMinusOne, detail, "+search", "=2 =3 =5")                             \
-    X(FindNextFileA, "KERNEL32.dll", byZero, hidden, "search", "=8 =18")                                     \
-    X(FindClose, "KERNEL32.dll", never, hidden, "-search", "")                                               \
-    X(CreateFileA, "KERNEL32.dll", byMinusOne, shown, "+handle", "5 32 3")                                   \
-    X(WriteFile, "KERNEL32.dll", byZero, detail, "handle", "=112")                                           \
-    X(DeleteFileA, "KERNEL32.dll", byZero, shown, "", "=2 =5 =32")                                           \
-    X(MoveFileExA, "KERNEL32.dll", byZero, shown, "", "=5 =2")                                               \
-    X(FindResourceA, "KERNEL32.dll", byZero, detail, "", "=1814")                                            \
-    X(LoadResource, "KERNEL32.dll", byZero, hidden, "", "8")                                                 \
-    X(LockResource, "KERNEL32.dll", byZero, hidden, "", "=8")                                                \
-    X(SizeofResource, "KERNEL32.dll", byZero, hidden, "", "=8")                                              \
-    X(RegOpenKeyExA, "ADVAPI32.dll", byCode, detail, "+key", "=2 =5")                                        \
-    X(RegCloseKey, "ADVAPI32.dll", never, hidden, "-key", "")                                                \
-    X(RegQueryInfoKeyA, "ADVAPI32.dll", byCode, hidden, "key", "=5")                                         \
-    X(RegEnumKeyExA, "ADVAPI32.dll", byCode, hidden, "key", "=259 =234")                                     \
-    X(RegQueryValueExA, "ADVAPI32.dll", byCode, detail, "key", "=2 =234")                                    \
-    X(RegSetValueExA, "ADVAPI32.dll", byCode, shown, "key", "=5 =8")                                         \
-    X(OpenSCManagerA, "ADVAPI32.dll", byZero, detail, "+service", "5 1722")                                  \
-    X(OpenServiceA, "ADVAPI32.dll", byZero, detail, "+service", "5 =1060")                                   \
-    X(CreateServiceA, "ADVAPI32.dll", byZero, shown, "+service", "5 1073 1072")                              \
-    X(CloseServiceHandle, "ADVAPI32.dll", never, hidden, "-service", "")                                     \
-    X(ControlService, "ADVAPI32.dll", byZero, shown, "service", "1062 5")                                    \
-    X(QueryServiceStatus, "ADVAPI32.dll", byZero, shown, "service", "=6")                                    \
-    X(DeleteService, "ADVAPI32.dll", byZero, shown, "service", "=5 =1072")                                   \
-    X(socket, "WS2_32.dll", byMinusOne, shown, "+socket", "=10055 =10093")                                   \
-    X(setsockopt, "WS2_32.dll", byMinusOne, shown, "socket", "=10038")                                       \
-    X(bind, "WS2_32.dll", byMinusOne, shown, "socket", "=10048 =10013")                                      \
-    X(closesocket, "WS2_32.dll", byMinusOne, shown, "-socket", "10038")                                      \
-    X(CoInitialize, "ole32.dll", byHresult, detail, "", "=2147942414 =2147549446")                           \
-    X(CoUninitialize, "ole32.dll", never, detail, "", "")                                                    \
-    X(CoCreateInstance, "ole32.dll", byHresult, hidden, "+object", "!2147942414 !2147746132 !2147942405")    \
-    X(SysFreeString, "OLEAUT32.dll", never, hidden, "-text", "")                                             \
-    X(CheckIdFormat, "Helper.dll", byThrowing, hidden, "", "~8")                                             \
-    X(GetFileVersion, "Helper.dll", byThrowing, detail, "", "~8")                                            \
-    X(GetIs64Os, "Helper.dll", never, hidden, "", "")                                                        \
-    X(GetPrivateConfigPathName, "Helper.dll", byThrowing, hidden, "", "~8")                                  \
-    X(GetWorkingPath, "Helper.dll", byThrowing, hidden, "", "~8")                                            \
-    X(IsChineseOs, "Helper.dll", never, hidden, "", "")                                                      \
-    X(IsFileExist, "Helper.dll", never, hidden, "", "")                                                      \
-    X(IsWin2K, "Helper.dll", never, hidden, "", "")                                                          \
-    X(IsWin6Plus, "Helper.dll", never, hidden, "", "")                                                       \
-    X(IsWinXP, "Helper.dll", never, hidden, "", "")                                                          \
-    X(PathName2Name, "Helper.dll", byThrowing, hidden, "", "~8")                                             \
-    X(int2strd, "Helper.dll", byThrowing, hidden, "", "~8")                                                  \
-    X(int2stru, "Helper.dll", byThrowing, hidden, "", "~8")                                                  \
-    X(ip2string, "Helper.dll", byThrowing, hidden, "", "~8")                                                 \
-    X(unicode2utf8, "Helper.dll", byThrowing, hidden, "", "~8")                                              \
-    X(utf82unicode, "Helper.dll", byThrowing, hidden, "", "~8")                                              \
-    X(DisableService, "Helper2.dll", byZero, shown, "", "=5")                                                \
-    X(EnableService, "Helper2.dll", byZero, shown, "", "!5")                                                 \
-    X(GetPortOccupyProcessW, "Helper2.dll", byZero, shown, "", "=8")                                         \
-    X(IsServiceEnabled, "Helper2.dll", byZero, detail, "", "=5")                                             \
-    X(StopService, "Helper2.dll", byZero, shown, "", "!1061")                                                \
-    X(logLine, "Log.dll", never, hidden, "", "")                                                             \
-    X(newMemory, "libstdc++-6.dll", byThrowing, hidden, "", "~8")                                            \
-    X(MprAdminIsServiceRunning, "", never, shown, "", "")                                                    \
-    X(MprAdminServerConnect, "", byCode, shown, "+router", "!5 !1722")                                       \
-    X(MprAdminServerGetInfo, "", never, shown, "", "")                                                       \
-    X(MprAdminServerSetInfo, "", byCode, shown, "router", "!5 !87 =3010")                                    \
-    X(MprAdminServerDisconnect, "", never, shown, "-router", "")                                             \
-    X(MprConfigServerConnect, "", byCode, shown, "+router", "!5 !1722")                                      \
-    X(MprConfigServerGetInfo, "", never, shown, "", "")                                                      \
-    X(MprConfigServerSetInfo, "", byCode, shown, "router", "!5 !87 =3010")                                   \
-    X(MprConfigServerDisconnect, "", never, shown, "-router", "")                                            \
-    X(GetNetworkConnections, "", byHresult, hidden, "+object", "!8")                                         \
-    X(Next, "", byHresult, hidden, "object", "!8")                                                           \
-    X(GetNetwork, "", byHresult, hidden, "+object", "!8")                                                    \
-    X(GetName, "", byHresult, hidden, "+text", "=8")                                                         \
-    X(GetCategory, "", byHresult, hidden, "object", "=8")                                                    \
-    X(SetCategory, "", byHresult, shown, "object", "!5")                                                     \
-    X(Release, "", never, hidden, "-object", "")
+#define VARNEL_IMPORTS(ROW)                                                                                  \
+    ROW(byCode, shown, "", "8 6 633 651 621 =756", RasDialA)                                                 \
+    ROW(byCode, shown, "", "8 6 =668", RasHangUpA)                                                           \
+    ROW(byCode, shown, "", "=8 =668 =6", RasGetConnectStatusA)                                               \
+    ROW(byCode, detail, "", "~6 ~623 ~731", RasGetProjectionInfoA, RasGetErrorStringA,                       \
+        RasGetEntryDialParamsA)                                                                              \
+    ROW(byCode, shown, "", "8 603 632 1722", RasEnumConnectionsA)                                            \
+    ROW(byCode, detail, "", "8 621 632 =603", RasEnumEntriesA)                                               \
+    ROW(byCode, shown, "", "5 621 623", RasSetEntryPropertiesA, RasDeleteEntryA)                             \
+    ROW(byCode, detail, "", "5 610 623", RasSetEntryDialParamsA)                                             \
+    ROW(byCode, shown, "", "5 623 =183", RasRenameEntryA)                                                    \
+    ROW(never, hidden, "-handle", "", CloseHandle)                                                           \
+    ROW(byZero, hidden, "+handle", "=8 =1450", CreateEventA)                                                 \
+    ROW(byZero, hidden, "handle", "=6", SetEvent)                                                            \
+    ROW(byMinusOne, shown, "handle", "6 5", WaitForSingleObject)                                             \
+    ROW(never, shown, "", "", Sleep, MprAdminIsServiceRunning, MprAdminServerGetInfo,                        \
+        MprConfigServerGetInfo)                                                                              \
+    ROW(never, hidden, "", "", GetTickCount, GetIs64Os, IsChineseOs, IsFileExist, IsWin2K, IsWin6Plus,       \
+        IsWinXP, logLine)                                                                                    \
+    ROW(byZero, detail, "+handle", "2 5", OpenMutexA)                                                        \
+    ROW(never, detail, "handle", "", ReleaseMutex)                                                           \
+    ROW(byZero, hidden, "+block", "8", HeapAlloc)                                                            \
+    ROW(never, hidden, "-block", "", HeapFree)                                                               \
+    ROW(byZero, hidden, "", "~8", GetModuleHandleExA)                                                        \
+    ROW(byZero, detail, "", "=5 =8", GetSystemDirectoryA, FindResourceA, IsServiceEnabled)                   \
+    ROW(byZero, shown, "+library", "8 126", LoadLibraryA)                                                    \
+    ROW(byZero, detail, "library", "=127", GetProcAddress)                                                   \
+    ROW(never, shown, "-library", "", FreeLibrary)                                                           \
+    ROW(byHresult, detail, "", "5 2", SHGetFolderPathA)                                                      \
+    ROW(byMinusOne, detail, "+search", "=2 =3 =5", FindFirstFileA)                                           \
+    ROW(byZero, hidden, "search", "=8 =18", FindNextFileA)                                                   \
+    ROW(never, hidden, "-search", "", FindClose)                                                             \
+    ROW(byMinusOne, shown, "+handle", "5 32 3", CreateFileA)                                                 \
+    ROW(byZero, detail, "handle", "=112", WriteFile)                                                         \
+    ROW(byZero, shown, "", "=2 =5 =32", DeleteFileA, MoveFileExA)                                            \
+    ROW(byZero, hidden, "", "8", LoadResource)                                                               \
+    ROW(byZero, hidden, "", "=8", LockResource, SizeofResource)                                              \
+    ROW(byCode, detail, "+key", "=2 =5", RegOpenKeyExA)                                                      \
+    ROW(never, hidden, "-key", "", RegCloseKey)                                                              \
+    ROW(byCode, hidden, "key", "=5 =234 =259", RegQueryInfoKeyA, RegEnumKeyExA)                              \
+    ROW(byCode, detail, "key", "=2 =234", RegQueryValueExA)                                                  \
+    ROW(byCode, shown, "key", "=5 =8", RegSetValueExA)                                                       \
+    ROW(byZero, detail, "+service", "5 1722", OpenSCManagerA)                                                \
+    ROW(byZero, detail, "+service", "5 =1060", OpenServiceA)                                                 \
+    ROW(byZero, shown, "+service", "5 1073 1072", CreateServiceA)                                            \
+    ROW(never, hidden, "-service", "", CloseServiceHandle)                                                   \
+    ROW(byZero, shown, "service", "1062 5", ControlService)                                                  \
+    ROW(byZero, shown, "service", "=5 =6 =1072", QueryServiceStatus, DeleteService)                          \
+    ROW(byMinusOne, shown, "+socket", "=10055 =10093", socket)                                               \
+    ROW(byMinusOne, shown, "socket", "=10013 =10038 =10048", setsockopt, bind)                               \
+    ROW(byMinusOne, shown, "-socket", "10038", closesocket)                                                  \
+    ROW(byHresult, detail, "", "=2147942414 =2147549446", CoInitialize)                                      \
+    ROW(never, detail, "", "", CoUninitialize)                                                               \
+    ROW(byHresult, hidden, "+object", "!2147942414 !2147746132 !2147942405", CoCreateInstance)               \
+    ROW(never, hidden, "-text", "", SysFreeString)                                                           \
+    ROW(byThrowing, hidden, "", "~8", CheckIdFormat, GetPrivateConfigPathName, GetWorkingPath,               \
+        PathName2Name, int2strd, int2stru, ip2string, unicode2utf8, utf82unicode, newMemory)                 \
+    ROW(byThrowing, detail, "", "~8", GetFileVersion)                                                        \
+    ROW(byZero, shown, "", "=5 =8", DisableService, GetPortOccupyProcessW)                                   \
+    ROW(byZero, shown, "", "!5 !1061", EnableService, StopService)                                           \
+    ROW(byCode, shown, "+router", "!5 !1722", MprAdminServerConnect, MprConfigServerConnect)                 \
+    ROW(byCode, shown, "router", "!5 !87 =3010", MprAdminServerSetInfo, MprConfigServerSetInfo)              \
+    ROW(never, shown, "-router", "", MprAdminServerDisconnect, MprConfigServerDisconnect)                    \
+    ROW(byHresult, hidden, "+object", "!8", GetNetworkConnections, GetNetwork)                               \
+    ROW(byHresult, hidden, "object", "!8", Next)                                                             \
+    ROW(byHresult, hidden, "+text", "=8", GetName)                                                           \
+    ROW(byHresult, hidden, "object", "=8", GetCategory)                                                      \
+    ROW(byHresult, shown, "object", "!5", SetCategory)                                                       \
+    ROW(never, hidden, "-object", "", Release)

@@ -39,16 +39,15 @@ std::string anyText() {
 
 bool isPeers(const std::string& name) {
     return std::ranges::any_of(peers, [&](const std::string& id) {
-        return _strnicmp(name.c_str(), id.c_str(), id.size()) == 0 &&
-               (name.size() == id.size() || name.compare(id.size(), 2, " #") == 0);
+        return boost::iequals(name, id) || boost::istarts_with(name, id + " #");
     });
 }
 
-template<Name NAME, class CHECK>
-void check(CHECK isRight) {
-    on<NAME>([isRight, honest = Call<NAME>::answer](auto... arguments) {
+template<Name Function, class Check>
+void check(Check isRight) {
+    on<Function>([isRight, honest = Call<Function>::answer](auto... arguments) {
         if (!isRight(arguments...))
-            complain(text::call(NAME.view(), arguments...) + ": of a stranger");
+            complain(text::call(Function.view(), arguments...) + ": of a stranger");
         return honest(arguments...);
     });
 }
@@ -82,7 +81,8 @@ void checkCalls() {
 std::vector<Fault> someFailures() {
     std::vector<Import*> able = allImports();
     std::erase_if(able, [](const Import* import) {
-        return import->codes.empty() || import->throws || import->name == "RegEnumKeyExA";
+        return import->codes.empty() || import->failing == Failing::byThrowing ||
+               import->name == "RegEnumKeyExA";
     });
     std::vector<Fault> failures(below(4));
     for (Fault& failure : failures)

@@ -67,7 +67,7 @@ void report::end(const std::vector<std::string>& offences) {
 
 int main(int count, char** arguments) {
     const std::vector<std::string> said(arguments + 1, arguments + count);
-    if (said.empty() || (said[0] != "threads" && (!ways.contains(said[0]) || said.size() == 1)))
+    if (said.empty() || (said[0] == "threads") != (said.size() == 1))
         return std::puts(help), 2;
     try {
         report::end(redirectImports());

@@ -21,20 +21,16 @@ std::vector<std::pair<std::string, std::string>> abbreviationsOfRun() {
             {"node", "node" + digits}};
 }
 
-// Lines that come again and again, in groups of up to three, with how often they do.
-std::vector<std::string> folded(std::span<const std::string> lines) {
+// A line that comes again and again is shown once, with how often it does.
+std::vector<std::string> folded(const std::vector<std::string>& lines) {
     std::vector<std::string> all;
-    while (!lines.empty()) {
-        std::size_t size = 1, times = 1;
-        for (std::size_t group = 1; group <= std::min<std::size_t>(3, lines.size()); ++group) {
-            const auto different = std::ranges::mismatch(lines, lines.subspan(group)).in1;
-            const std::size_t repeats = 1 + static_cast<std::size_t>(different - lines.begin()) / group;
-            if (repeats > 2 && repeats * group > size * times)
-                size = group, times = repeats;
-        }
-        all.push_back(times == 1 ? lines[0]
-                                 : fmt::format("({}) x {}", fmt::join(lines.first(size), "; "), times));
-        lines = lines.subspan(size * times);
+    for (auto line = lines.begin(); line != lines.end();) {
+        const auto end = std::find_if(line, lines.end(), [&](const auto& next) { return next != *line; });
+        if (end - line > 2)
+            all.push_back(fmt::format("({}) x {}", *line, end - line));
+        else
+            all.insert(all.end(), line, end);
+        line = end;
     }
     return all;
 }
@@ -62,14 +58,12 @@ std::string stateNames(const std::vector<std::string>& said) {
     return joined(names, "; ");
 }
 
-bool init(const std::vector<std::string>& said, std::vector<std::string>& says) {
-    const auto has = [&](const char* word) { return std::ranges::count(said, word) != 0; };
+bool init(const std::string& operation, std::vector<std::string>& lines) {
+    const auto has = [&](const char* word) { return says(operation, word); };
     std::wstring message = L"of an earlier call";
     const bool ready = VARNEL::init(privates::pptpsrvDialDownCallback, has("kestrin"), has("ombrel"),
                                     has("any"), has("client"), has("disable"), message);
-    std::string text = unicode2utf8(message);
-    replaceAll(text, "\r\n", "\x1F"); // between lines
-    says = pieces(text, '\x1F');
+    lines = pieces(unicode2utf8(message), '\n');
     return ready;
 }
 
@@ -77,20 +71,15 @@ void operate(const std::string& operation, Outcome& outcome) {
     using namespace privates;
     using fmt::format, fmt::to_string;
     const std::vector<std::string> said = words(operation);
-    const auto has = [&](const char* word) { return std::ranges::count(said, word) != 0; };
-    const auto after = [&](const char* word, const std::string& otherwise) {
-        for (std::size_t i = 0; i + 1 < said.size(); ++i)
-            if (said[i] == word)
-                return said[i + 1];
-        return otherwise;
-    };
-    const std::string id = said.size() > 1 ? said[1] : "", password = after("password", "secret");
-    const DWORD address = ntohl(inet_addr(after("at", "10.0.0.1").c_str()));
+    const std::string id = said.size() > 1 ? said[1] : "",
+                      password = wordAfter(operation, "password", "secret");
+    const DWORD address = ntohl(inet_addr(wordAfter(operation, "at", "10.0.0.1").c_str()));
     const auto dial = [&](auto function) {
-        return to_string(function(id, password, has("public"), has("encrypted"), address));
+        return to_string(
+            function(id, password, says(operation, "public"), says(operation, "encrypted"), address));
     };
     const std::map<std::string, std::function<std::string()>> known = {
-        {"init", [&] { return to_string(init(said, outcome.lines["says"])); }},
+        {"init", [&] { return to_string(init(operation, outcome.lines["says"])); }},
         {"clean", [] { return VARNEL::clean(), "done"; }},
         {"dialUp", [&] { return dial(&VARNEL::dialUp); }},
         {"dialUp2", [&] { return dial(&dialUp2); }},
@@ -103,13 +92,12 @@ void operate(const std::string& operation, Outcome& outcome) {
         {"dialDownSameIp", [&] { return to_string(dialDownSameIp(address)); }},
         {"setLocation", [&] { return to_string(setLocation(id)); }},
         {"chgWanEndPoints", [] { return to_string(chgWanEndPoints()); }},
-        {"setKestrinChgPort", [&] { return to_string(setKestrinChgPort(has("changed"))); }},
+        {"setKestrinChgPort", [&] { return to_string(setKestrinChgPort(says(operation, "changed"))); }},
         {"uninstallKestrin", [] { return uninstallDriverAndDeleteKestrin(), "done"; }},
         {"uninstallOmbrel", [] { return uninstallDriverAndDeleteSOmbrel(), "done"; }},
     };
-    const std::function<std::string()>& asSaid = known.at(said.at(0));
     try {
-        outcome.result = asSaid();
+        outcome.result = known.at(said.at(0))();
     } catch (const std::bad_alloc&) {
         outcome.result = "throws";
     }
@@ -118,34 +106,32 @@ void operate(const std::string& operation, Outcome& outcome) {
 
 } // namespace
 
-Run::Run(const Situation& situation_, DWORD pollTakes, std::span<const Step> before)
-    : situation(situation_), abbreviations(abbreviationsOfRun()) {
-    std::vector<Fault> none;
+Run::Run(const Situation& played, DWORD pollTakes, std::span<const Step> before)
+    : situation(played), abbreviations(abbreviationsOfRun()) {
     computer.clock.yieldTakes = pollTakes;
-    apply(situation.given, none);
+    apply(situation.given);
     for (const Step& step : before)
         perform(step);
 }
 
 std::string Run::meant(std::string text) const {
     for (const auto& [brief, full] : abbreviations)
-        replaceAll(text, brief, full);
+        boost::replace_all(text, brief, full);
     return text;
 }
 
 std::string Run::shown(std::string text) const {
     for (auto pair = abbreviations.rbegin(); pair != abbreviations.rend(); ++pair)
-        replaceAll(text, pair->second, pair->first);
+        boost::replace_all(text, pair->second, pair->first);
     return text;
 }
 
-void Run::apply(const std::string& items, std::vector<Fault>& failures) {
+std::vector<Fault> Run::apply(const std::string& items) {
+    std::vector<Fault> failures;
     for (const std::string& item : pieces(meant(items), ';')) {
         const std::vector<std::string> said = words(item);
         if (said.at(0) == "dials") {
-            computer.dials.clear();
-            for (const std::string& dial : pieces(item.substr(5), ','))
-                computer.dials.emplace_back(dial);
+            computer.dials = pieces(item.substr(5), ',');
         } else if (said[0] == "fails") { // FUNCTION NTH CODE [on]
             failures.push_back(
                 {&importOf(said.at(1)), std::stol(said.at(2)), said.back() == "on", std::stoul(said.at(3))});
@@ -155,11 +141,13 @@ void Run::apply(const std::string& items, std::vector<Fault>& failures) {
             computer.apply(item);
         }
     }
+    return failures;
 }
 
-Outcome Run::perform(const Step& step, std::vector<Fault> failures) {
+Outcome Run::perform(const Step& step, const std::vector<Fault>& disturbances) {
     Outcome outcome;
-    apply(step.course, failures);
+    std::vector<Fault> failures = apply(step.course);
+    std::ranges::copy(disturbances, std::back_inserter(failures));
     journal::wanted = situation.remarks.contains("show detail") ? Seen::detail : Seen::shown;
     computer.showsRecords = situation.remarks.contains("show records");
     const Facts before = computer.state();
@@ -172,7 +160,7 @@ Outcome Run::perform(const Step& step, std::vector<Fault> failures) {
     auto& lines = outcome.lines;
     const unsigned long long took = computer.clock.elapsed - start;
     lines["gives"] = {outcome.result + (took != 0 ? fmt::format(" after {} ms", took) : "")};
-    lines["calls"] = journal::take();
+    lines["calls"] = std::exchange(journal::calls, {});
     computer.settle();
     const auto open = std::ranges::count_if(computer.connections, [=](const Connection& connection) {
         return connection.handle > lastBefore && connection.dialled && !connection.hungUp;
@@ -183,7 +171,7 @@ Outcome Run::perform(const Step& step, std::vector<Fault> failures) {
     if (operation.starts_with("dialUp") && open > (outcome.result == "0" ? 1 : 0) &&
         std::ranges::none_of(allImports(), isExcused))
         complain("a dialled connection is given up and not hung up");
-    outcome.offences = takeComplaints();
+    outcome.offences = std::exchange(complaints, {});
     lines["log"] = std::exchange(computer.log, {});
     lines["trace"] = std::exchange(computer.traces, {});
     lines["told"] = std::exchange(computer.told, {});

@@ -25,17 +25,17 @@ class Run {
   public:
     static constexpr DWORD coarsePoll = 250; // ms, so that a wait of 3 s polls 12 times
 
-    explicit Run(const Situation& situation, DWORD pollTakes = coarsePoll, std::span<const Step> before = {});
+    explicit Run(const Situation& played, DWORD pollTakes = coarsePoll, std::span<const Step> before = {});
 
-    // Does a step; `failures` are made beside those that its course says.
-    Outcome perform(const Step& step, std::vector<Fault> failures = {});
+    // Does a step; `disturbances` are made beside the failures that its course says.
+    Outcome perform(const Step& step, const std::vector<Fault>& disturbances = {});
     std::string meant(std::string text) const; // of a text, with the run's own peer
 
     Computer computer;
 
   private:
-    void apply(const std::string& items, std::vector<Fault>& failures);
-    std::string shown(std::string text) const; // the other way round from meant()
+    std::vector<Fault> apply(const std::string& items); // the failures among them
+    std::string shown(std::string text) const;          // the other way round from meant()
 
     const Situation& situation;
     const std::vector<std::pair<std::string, std::string>> abbreviations;

@@ -6,9 +6,9 @@
 
 namespace privates {
 
-template<class TAG, typename TAG::Type MEMBER>
+template<class Tag, typename Tag::Type Member>
 struct Access {
-    friend typename TAG::Type memberOf(TAG) { return MEMBER; }
+    friend typename Tag::Type memberOf(Tag) { return Member; }
 };
 
 #define PRIVATE_MEMBER(owner, name, ...)                                                                     \

@@ -15,12 +15,8 @@ void expectSize(DWORD size, DWORD expected) {
     expect(size == expected, "a record of another size than the service's");
 }
 
-std::string bookNamed(LPCSTR phoneBook) {
-    return phoneBook != nullptr ? phoneBook : "-"; // the user's own
-}
-
-std::string factOf(LPCSTR phoneBook, const std::string& name) {
-    return "entry " + bookNamed(phoneBook) + " " + name;
+std::string factOf(LPCSTR phoneBook, LPCSTR name) {
+    return fmt::format("entry {} {}", phoneBook != nullptr ? phoneBook : "-", name); // "-": the user's own
 }
 
 // Tells the library of a connection's state, as long as there is one.
@@ -40,9 +36,9 @@ void notify(HRASCONN handle, RASCONNSTATE state, DWORD error, DWORD extended, DW
     }
 }
 
-// A course says "refused CODE" of the dial itself, "handleless" or, when it is refused, "handle"; "silent",
-// or "fails ERROR", "extended ERROR" or "disconnects" of its end, which comes "after MS"; "reports ERROR" or
-// "unreadable CODE" of later status queries, "lingers N" of those that find it after its hang-up.
+// A course says "refused CODE" of the dial itself, or "handleless"; "silent", or "fails ERROR", "extended
+// ERROR" or "disconnects" of its end, which comes "after MS"; "reports ERROR" or "unreadable CODE" of later
+// status queries, "lingers N" of those that find it after its hang-up.
 DWORD dial(LPRASDIALEXTENSIONS extensions, LPCSTR phoneBook, LPRASDIALPARAMSA params, DWORD type,
            LPVOID notifier, LPHRASCONN conn) {
     Computer& computer = theComputer();
@@ -51,32 +47,27 @@ DWORD dial(LPRASDIALEXTENSIONS extensions, LPCSTR phoneBook, LPRASDIALPARAMSA pa
     expect(extensions == nullptr && type == 2 && *conn == nullptr, "a dial of another kind");
     computer.dials.emplace_back("connects");
     const std::string course = computer.dials.front();
-    computer.dials.pop_front();
-    const DWORD code = numberAfter(course, "refused");
-    const bool givesHandle = code == 0 ? !says(course, "handleless") : says(course, "handle");
-    if (code == 0 && !facts().has(factOf(phoneBook, params->szEntryName)))
-        return ERROR_CANNOT_FIND_PHONEBOOK_ENTRY;
-    if (code != 0 && !givesHandle)
+    computer.dials.erase(computer.dials.begin());
+    if (const DWORD code = numberAfter(course, "refused"); code != 0)
         return code;
-    computer.apply(fmt::format("up {} = {}", params->szEntryName, bookNamed(phoneBook)));
+    if (!facts().has(factOf(phoneBook, params->szEntryName)))
+        return ERROR_CANNOT_FIND_PHONEBOOK_ENTRY;
+    computer.apply(fmt::format("up {} = {}", params->szEntryName, phoneBook != nullptr ? phoneBook : "-"));
     Connection& connection = computer.connections.back();
     connection.listed = false;
-    connection.dialled = givesHandle;
+    connection.dialled = !says(course, "handleless");
     connection.course = course;
-    if (givesHandle)
+    if (connection.dialled)
         *conn = connection.handle;
-    if (code != 0)
-        return code;
-    const auto tell = [=, &computer, handle = connection.handle,
-                       id = static_cast<DWORD>(params->dwCallbackId)](DWORD ms, RASCONNSTATE state,
-                                                                      DWORD error, DWORD extended) {
+    const auto tell = [&, handle = connection.handle, id = static_cast<DWORD>(params->dwCallbackId)](
+                          DWORD ms, RASCONNSTATE state, DWORD error = 0, DWORD extended = 0) {
         computer.clock.in(ms, [=] { notify(handle, state, error, extended, id, notifier); });
     };
     const DWORD after = numberAfter(course, "after", 300), error = numberAfter(course, "fails");
-    tell(after / 3, RASCS_OpenPort, 0, 0);
+    tell(after / 3, RASCS_OpenPort);
     if (says(course, "silent"))
         return 0;
-    tell(after / 2, RASCS_Authenticate, 0, 0);
+    tell(after / 2, RASCS_Authenticate);
     const RASCONNSTATE end = error != 0 ? RASCS_Authenticate : RASCS_Connected;
     tell(after, says(course, "disconnects") ? RASCS_Disconnected : end, error,
          numberAfter(course, "extended"));
@@ -120,15 +111,15 @@ void answerForConnections() {
 }
 
 // Hands a list over: how long it is, and when there is room, a record of each.
-template<class RECORD>
-DWORD handOver(auto list, DWORD recordSize, RECORD* first, LPDWORD size, LPDWORD count, auto write) {
+template<class Record>
+DWORD handOver(auto list, DWORD recordSize, Record* first, LPDWORD size, LPDWORD count, auto write) {
     expectSize(first->dwSize, recordSize);
     const auto there = static_cast<DWORD>(std::ranges::distance(list));
     *count = answers::number(there);
     if (std::exchange(*size, there * recordSize) < there * recordSize)
         return ERROR_BUFFER_TOO_SMALL;
     for (char* place = reinterpret_cast<char*>(first); const auto& item : list)
-        write(*reinterpret_cast<RECORD*>(std::exchange(place, place + recordSize)), item);
+        write(*reinterpret_cast<Record*>(std::exchange(place, place + recordSize)), item);
     return 0;
 }
 

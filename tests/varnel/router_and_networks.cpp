@@ -5,14 +5,14 @@
 namespace {
 
 // The running router and its stored settings have functions that are alike.
-template<Name CONNECT, Name SET>
+template<Name Connect, Name Set>
 void answerForPorts(const std::string& what) {
-    on<CONNECT>([what](LPWSTR server, void** handle) {
+    on<Connect>([what](LPWSTR server, void** handle) {
         expect(server == nullptr, "the router of another computer is asked for");
         *handle = theComputer().lend<void*>(what);
         return ERROR_SUCCESS;
     });
-    on<SET>([what](void* handle, DWORD level, LPBYTE buffer) {
+    on<Set>([what](void* handle, DWORD level, LPBYTE buffer) {
         const auto& ports = *reinterpret_cast<const MPR_SERVER_1*>(buffer);
         expect(level == 1 && theComputer().thing(handle) == what,
                "the router's ports are set with another handle or level");
@@ -32,30 +32,24 @@ void answerForRouter() {
     answerForPorts<"MprConfigServerConnect", "MprConfigServerSetInfo">("stored");
 }
 
-HRESULT unexpected() {
-    complain("a call to the network list that nobody expects");
-    return E_NOTIMPL;
-}
-
-// An object with the methods that the library calls, and no others. Release stands third in each.
+// An object with the methods that the library calls, by their places, and no others. Release stands third.
 struct Object {
     using Method = std::pair<std::size_t, std::string_view>;
 
     void** const table = methods;
-    void* methods[24];
+    void* methods[24] = {};
     std::size_t network; // the number of the network that it leads to, or comes next
 
-    Object(std::size_t network_, std::initializer_list<Method> known) : network(network_) {
-        std::ranges::fill(methods, reinterpret_cast<void*>(&unexpected));
+    Object(std::size_t number, std::initializer_list<Method> known) : network(number) {
         methods[2] = importOf("Release").thunk;
         for (const auto& [place, name] : known)
             methods[place] = importOf(name).thunk;
     }
 };
 
-template<class INTERFACE>
-HRESULT give(INTERFACE** object, std::initializer_list<Object::Method> known, std::size_t network = 0) {
-    *object = reinterpret_cast<INTERFACE*>(new Object(network, known));
+template<class Interface>
+HRESULT give(Interface** object, std::initializer_list<Object::Method> known, std::size_t network = 0) {
+    *object = reinterpret_cast<Interface*>(new Object(network, known));
     return S_OK;
 }
 

@@ -4,20 +4,17 @@
 namespace {
 
 // The keys that the facts name in short.
-std::string keyNamed(std::string path) {
-    replaceAll(path, "SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion\\WinLogon", "WinLogon");
-    replaceAll(path, "SYSTEM\\CurrentControlSet\\Control\\Class\\{4D36E972-E325-11CE-BFC1-08002bE10318}",
-               "Class");
-    replaceAll(path, "SYSTEM\\CurrentControlSet\\Services\\Kestrin", "Kestrin");
-    return path;
-}
+const std::map<std::string, std::string> keys = {
+    {"SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion\\WinLogon", "WinLogon"},
+    {"SYSTEM\\CurrentControlSet\\Control\\Class\\{4D36E972-E325-11CE-BFC1-08002bE10318}", "Class"},
+    {"SYSTEM\\CurrentControlSet\\Services\\Kestrin", "Kestrin"}};
 
 // The keys below one that hold values, in their order.
 std::vector<std::string> childrenOf(HKEY key) {
     std::vector<std::string> names;
     for (const std::string& rest : facts().endings("value " + theComputer().thing(key) + "\\"))
-        if (const std::string name = rest.substr(0, rest.find(' ')); std::ranges::count(names, name) == 0)
-            names.push_back(name);
+        names.push_back(rest.substr(0, rest.find(' ')));
+    names.erase(std::unique(names.begin(), names.end()), names.end());
     return names;
 }
 
@@ -51,7 +48,9 @@ void answerForRegistry() {
     on<"RegOpenKeyExA">([](HKEY root, LPCSTR path, DWORD, REGSAM access, PHKEY key) {
         expect(root == HKEY_LOCAL_MACHINE && access == (KEY_READ | KEY_WRITE),
                "a key is opened with another root or access");
-        const std::string name = keyNamed(path);
+        std::string name = path;
+        for (const auto& [full, brief] : keys)
+            boost::replace_all(name, full, brief);
         if (facts().endings("value " + name).empty() && !facts().has("key " + name))
             return ERROR_FILE_NOT_FOUND;
         *key = theComputer().lend<HKEY>(name);
@@ -103,19 +102,19 @@ std::string& serviceOf(SC_HANDLE handle) {
 void answerForServices() {
     on<"IsServiceEnabled">([](const char* name, bool* exists) {
         const std::string* const service = serviceNamed(name);
-        if (exists != nullptr && service != nullptr)
-            *exists = true;
+        if (exists != nullptr)
+            *exists = service != nullptr;
         return service != nullptr && !says(*service, "disabled");
     });
     on<"EnableService">([](const char* name, unsigned long) {
         std::string* const service = serviceNamed(name);
         if (service == nullptr || says(*service, "fixed"))
             return false;
-        replaceAll(*service, "disabled", "enabled");
+        boost::replace_all(*service, "disabled", "enabled");
         return true;
     });
     on<"DisableService">([](const char* name) {
-        replaceAll(*serviceNamed(name), "enabled", "disabled");
+        boost::replace_all(*serviceNamed(name), "enabled", "disabled");
         return true;
     });
     on<"StopService">([](const char* name) { return !countDown(*serviceNamed(name), "stubborn"); });

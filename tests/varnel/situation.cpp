@@ -53,10 +53,8 @@ std::vector<Section> sectionsOf(const std::string& text) {
 
 std::map<std::string, std::string> expectedOf(const std::string& text, const std::vector<Section>& sections) {
     std::map<std::string, std::string> expected;
-    const std::vector<std::string> fields = pieces(text, '|');
-    for (std::size_t i = 0; i < std::min(fields.size(), sections.size()); ++i)
-        if (fields[i] != "-")
-            expected[sections[i].name] = fields[i];
+    for (auto section = sections.begin(); const std::string& field : pieces(text, '|'))
+        expected[section++->name] = field == "-" ? "" : field;
     return expected;
 }
 
@@ -70,25 +68,23 @@ bool Section::counts(const std::string& line) const {
            (std::ranges::all_of(words, isUnword) || std::ranges::any_of(words, isIn));
 }
 
-SituationFile::SituationFile(const std::string& path_) : path(path_) {
-    std::ifstream file(path);
-    if (!file)
-        throw std::runtime_error("cannot read " + path);
-    std::vector<std::string> lines;
-    for (std::string line; std::getline(file, line);)
-        if (line.starts_with(margin) && !lines.empty())
-            lines.back() += "\n" + line;
+SituationFile::SituationFile(const std::string& file) : path(file) {
+    std::ifstream text(path);
+    std::vector<std::string> whole; // lines, each with those that go on with it
+    for (std::string line; std::getline(text, line);)
+        if (line.starts_with(margin) && !whole.empty())
+            whole.back() += "\n" + line;
         else
-            lines.push_back(line);
-    for (const std::string& line : lines)
+            whole.push_back(line);
+    for (const std::string& line : whole)
         try {
             take(line);
         } catch (const std::exception& reason) {
             throw std::runtime_error(path + ": " + line + ": " + reason.what());
         }
-    for (const Situation& situation : situations)
-        if (situation.steps.empty())
-            throw std::runtime_error(path + ": nothing is done in: " + situation.name);
+    if (std::ranges::count(situations, 0U, [](const auto& each) { return each.steps.size(); }) != 0 ||
+        situations.empty())
+        throw std::runtime_error(path + ": a situation in which nothing is done");
 }
 
 void SituationFile::take(const std::string& line) {
@@ -99,10 +95,10 @@ void SituationFile::take(const std::string& line) {
     std::istringstream rest(line);
     std::string keyword, text;
     std::getline(rest >> keyword >> std::ws, text, '\0');
-    replaceAll(text, "\n" + margin, " ");
-    const bool isExpectation = keyword == "=>" || std::ranges::count(allSections, keyword) != 0;
-    if (!isExpectation)
-        written += line + "\n";
+    boost::replace_all(text, "\n" + margin, " ");
+    const bool isSection = std::ranges::count(allSections, keyword) != 0;
+    if (keyword != "=>" && !isSection)
+        lines.push_back(line);
     if (keyword.empty() || keyword == "#")
         return;
     if (keyword == "situation") {
@@ -110,7 +106,7 @@ void SituationFile::take(const std::string& line) {
         situations.back().sections = sectionsOf("calls; log; left");
         return;
     }
-    Situation& situation = situations.back();
+    Situation& situation = situations.at(situations.size() - 1);
     std::vector<Step>& steps = situation.steps;
     if (keyword == "given") {
         situation.given = text;
@@ -123,33 +119,29 @@ void SituationFile::take(const std::string& line) {
     } else if (keyword == "course") {
         course = text;
     } else if (keyword == "do") {
-        steps.push_back({std::exchange(course, ""), text, {}, std::exchange(written, "")});
+        steps.push_back({std::exchange(course, ""), text, {}, lines.size() - 1});
     } else if (keyword == "case") {
         const Step common = steps.at(0);
-        if (common.course.empty()) // the first case
-            written.insert(0, common.written);
-        else
+        if (!common.course.empty()) // that of the case before
             situations.push_back(situation);
-        situations.back().steps = {{text, common.operation, {}, std::exchange(written, "")}};
+        situations.back().steps = {{text, common.operation, {}, lines.size() - 1}};
     } else if (keyword == "=>") {
-        steps.back().expected = expectedOf(text, situation.sections);
-    } else if (isExpectation) {
-        steps.back().expected[keyword] = text;
+        steps.at(steps.size() - 1).expected = expectedOf(text, situation.sections);
+    } else if (isSection) {
+        steps.at(steps.size() - 1).expected[keyword] = text;
     } else {
         throw std::runtime_error("no line begins with \"" + keyword + "\"");
     }
 }
 
 void SituationFile::write() const {
-    std::ofstream file(path, std::ios::binary);
+    std::map<std::size_t, std::string> outcomes;
     for (const Situation& situation : situations)
-        for (const Step& step : situation.steps) {
-            const std::string outcome = expectation(situation, step);
-            std::string lines = step.written;
-            const std::size_t last = lines.size() - lines.rfind('\n', lines.size() - 2);
-            if (situation.isBrief && last + outcome.size() < lineWidth + 4)
-                lines.pop_back(); // it has room on the line of what is done
-            file << lines << outcome;
-        }
-    file << written;
+        for (const Step& step : situation.steps)
+            outcomes[step.line] = expectation(situation, step);
+    std::ofstream file(path, std::ios::binary);
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        const bool hasRoom = lines[i].size() + outcomes[i].size() < lineWidth + 2; // with the end of its line
+        file << lines[i] << (hasRoom && outcomes[i].starts_with("  =>") ? "" : "\n") << outcomes[i];
+    }
 }

@@ -11,7 +11,7 @@ struct Step {
     std::string course; // what is so from here on
     std::string operation;
     std::map<std::string, std::string> expected = {}; // by section: "gives", "calls", "log", ...
-    std::string written = {};                         // the lines from the step before up to the expectation
+    std::size_t line = 0;                             // of the text, behind which that stands
 };
 
 struct Section {
@@ -35,7 +35,7 @@ struct Situation {
 class SituationFile {
   public:
     // Throws what is wrong with the text, and where.
-    explicit SituationFile(const std::string& path);
+    explicit SituationFile(const std::string& file);
     // Writes the text anew, with what the steps expect now.
     void write() const;
 
@@ -45,7 +45,8 @@ class SituationFile {
     void take(const std::string& line);
 
     const std::string path;
-    std::string course, written; // of the step that is to come
+    std::vector<std::string> lines; // of the text, but for what is expected
+    std::string course;             // of the step that is to come
 };
 
 inline const std::vector<std::string> allSections = {"gives", "says", "calls", "log", "trace", "left"};

@@ -31,6 +31,7 @@ struct Plan {
     std::vector<std::jthread> notifiers = {}; // asked to stop when the dial is over
 
     bool isWaitedFor() const { return timing != Timing::never && timing != Timing::afterTheEnd; }
+    bool isUp() const { return isWaitedFor() && outcome == 0; }
 };
 thread_local Plan* mine; // this thread's; a pointer, since the compiler frees thread-local objects too early
 
@@ -43,26 +44,20 @@ bool isMine(const Connection& connection) {
 DWORD dial(LPRASDIALEXTENSIONS, LPCSTR phoneBook, LPRASDIALPARAMSA params, DWORD, LPVOID notifier,
            LPHRASCONN conn) {
     const auto id = static_cast<DWORD>(params->dwCallbackId);
-    {
-        const std::scoped_lock locked(worldLock());
-        if (id == 0 || !idsSeen.insert(id).second)
-            complain("an attempt's id is 0 or comes twice");
-        if (std::exchange(mine->isBusyAtFirst, false))
-            return ERROR_DIAL_ALREADY_IN_PROGRESS;
-        theComputer().apply("up " + std::string(params->szEntryName) + " = " + phoneBook);
-        theComputer().connections.back().listed = false;
-        *conn = theComputer().connections.back().handle;
-    }
+    std::unique_lock locked(worldLock);
+    expect(id != 0 && idsSeen.insert(id).second, "an attempt's id is 0 or comes twice");
+    if (std::exchange(mine->isBusyAtFirst, false))
+        return ERROR_DIAL_ALREADY_IN_PROGRESS;
+    theComputer().apply("up " + std::string(params->szEntryName) + " = " + phoneBook);
+    Connection& connection = theComputer().connections.back();
+    connection.listed = mine->isUp();
+    *conn = connection.handle;
+    locked.unlock();
     const auto notify = [=, handle = *conn](RASCONNSTATE state, DWORD error) {
         reinterpret_cast<RASDIALFUNC2>(notifier)(id, 1, handle, WM_RASDIALEVENT, state, error, 0);
     };
-    const auto end = [=, handle = *conn, &plan = *mine] {
+    const auto end = [=, &plan = *mine] {
         notify(RASCS_OpenPort, 0);
-        {
-            const std::scoped_lock locked(worldLock());
-            if (Connection* const connection = theComputer().find(handle))
-                connection->listed = plan.outcome == 0;
-        }
         for (int times = plan.timing == Timing::twice ? 2 : 1; times > 0; --times)
             notify(RASCS_Connected, plan.outcome);
     };
@@ -81,17 +76,15 @@ DWORD dial(LPRASDIALEXTENSIONS, LPCSTR phoneBook, LPRASDIALPARAMSA params, DWORD
 
 void answerInRealTime() {
     on<"RasDialA">(&dial);
-    on<"CloseHandle">([](HANDLE) { return TRUE; }); // its value does not come again, so a late use is known
-    on<"CreateEventA">([](LPSECURITY_ATTRIBUTES, WINBOOL manualReset, WINBOOL, LPCSTR) {
-        return manualReset != FALSE ? CreateEventA(nullptr, TRUE, FALSE, nullptr)
-                                    : nullptr; // none for a lock
+    always<"CloseHandle">(TRUE); // its value does not come again, so a late use is known
+    on<"CreateEventA">([](LPSECURITY_ATTRIBUTES, WINBOOL manualReset, WINBOOL, LPCSTR) { // none for a lock
+        return manualReset != FALSE ? CreateEventA(nullptr, TRUE, FALSE, nullptr) : nullptr;
     });
     on<"Sleep">([](DWORD ms) { Sleep(ms / speed); });
     on<"GetTickCount">([] { return GetTickCount() * speed; });
-    on<"WaitForSingleObject">(
-        [](HANDLE object, DWORD ms) { // without time for it: the lock, which others have
-            return ms != 0 && mine->isWaitedFor() ? WaitForSingleObject(object, INFINITE) : WAIT_TIMEOUT;
-        });
+    on<"WaitForSingleObject">([](HANDLE object, DWORD ms) { // at once: for the lock, which others have
+        return ms != 0 && mine->isWaitedFor() ? WaitForSingleObject(object, INFINITE) : WAIT_TIMEOUT;
+    });
     // Each thread is shown its own connections, since the library looks at the first three alone.
     on<"RasEnumConnectionsA">([honest = Call<"RasEnumConnectionsA">::answer](auto... arguments) {
         const auto everybodys = theComputer().connections;
@@ -105,21 +98,19 @@ void answerInRealTime() {
 void dialAskAndHangUp() {
     // What nobody reports in time is a success to the library.
     const DWORD expected = mine->isWaitedFor() ? mine->outcome : 0;
-    const bool isUp = mine->isWaitedFor() && expected == 0;
     const std::string& peer = mine->peer;
     report::begin(peer + " dialUp");
-    if (const DWORD result = VARNEL::dialUp(peer, "secret", false, false, 1); result != expected)
-        complain(fmt::format("a dial that ends with {} gives {}", expected, result));
+    const DWORD result = VARNEL::dialUp(peer, "secret", false, false, 1);
+    expect(result == expected, fmt::format("a dial that ends with {} gives {}", expected, result));
     for (std::jthread& notifier : mine->notifiers)
         notifier.request_stop();
     report::begin(peer + " getCurrentEntryNameById");
-    if (VARNEL::getCurrentEntryNameById(peer).starts_with(peer + " #") != isUp)
-        complain("another entry is given for a peer");
+    expect(VARNEL::getCurrentEntryNameById(peer).starts_with(peer + " #") == mine->isUp(),
+           "another entry is given");
     report::begin(peer + " dialDown");
-    if (VARNEL::dialDown(peer) != isUp)
-        complain("a hang-up has another result");
+    expect(VARNEL::dialDown(peer) == mine->isUp(), "a hang-up has another result");
     report::end({});
-    const std::scoped_lock locked(worldLock());
+    const std::scoped_lock locked(worldLock);
     std::erase_if(theComputer().connections, &isMine);
 }
 
@@ -153,6 +144,6 @@ void playInThreads() {
         threads.clear(); // waits for them
         VARNEL::clean();
         computer.settle();
-        report::end(takeComplaints());
+        report::end(std::exchange(complaints, {}));
     }
 }
