@@ -141,9 +141,9 @@ void answerForSystem() {
     on<"logLine">([](int level, const std::string& file, long line, const std::string& text) {
         expect(file == ".\\Varnel" && line > 0 && level <= LOG::level,
                "a record that nobody wants, or from nowhere: ", text);
-        theComputer().log.push_back(std::to_string(level) + " " + text);
+        journal::lines["log"].push_back(std::to_string(level) + " " + text);
         if (theComputer().showsRecords)
-            journal::calls.push_back("[" + text + "]");
+            journal::lines["calls"].push_back("[" + text + "]");
     });
     // What gives back what only exists here.
     always<"FindClose", "FreeLibrary", "CloseServiceHandle">(TRUE);
@@ -185,15 +185,15 @@ Computer::Computer() {
         apply(fact);
     apply(fmt::format("entry {} stranger #0 = somebody's", publicPhoneBook));
     faults::plan({});
-    journal::calls.clear();
+    journal::lines.clear();
     complaints.clear();
     privates::onlyClient = false;
     privates::publicPhoneBook = publicPhoneBook;
     privates::callbackIdIndex = 0;
     privates::pptpsrvDialDownCallback = [](const std::string& id) {
         const std::scoped_lock locked(worldLock);
-        theComputer().told.push_back(id);
-        journal::calls.push_back("told " + id);
+        journal::lines["told"].push_back(id);
+        journal::lines["calls"].push_back("told " + id);
     };
 }
 
@@ -250,17 +250,12 @@ Connection* Computer::find(HRASCONN handle) {
     return found == connections.end() ? nullptr : &*found;
 }
 
-void Computer::traced(int level, const char* file, long line, const std::string& text) {
-    const std::scoped_lock locked(worldLock);
-    expect(std::string(file) == ".\\Varnel" && line > 0, "a trace from nowhere: ", text);
-    traces.push_back(std::to_string(level) + " " + text.substr(0, text.find('\n')));
-    entered += text.starts_with("==>>") ? 1 : -1;
-}
-
 void Computer::settle() {
     expect(privates::items.empty(), "a dial attempt is still registered");
     DIALUP_CALLBACK().clearItems();
-    expect(std::exchange(entered, 0) == 0, "an operation is not left as often as it is entered");
+    const auto& traces = journal::lines["trace"];
+    const auto isBegin = [](const std::string& trace) { return trace.find("==>>") != std::string::npos; };
+    expect(2 * std::ranges::count_if(traces, isBegin) == std::ssize(traces), "an operation is never left");
     expect(!std::exchange(isMutexOwned, false), "the phonebooks' lock is kept");
     ledger::settle();
 }

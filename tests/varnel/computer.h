@@ -45,9 +45,6 @@ class Computer {
     Clock clock;
     std::deque<Connection> connections; // in the order in which they are listed
     std::vector<std::string> dials;     // the courses of the coming dials; one connects when there is none
-    std::vector<std::string> log;       // "2 RasDial fail, error 633"
-    std::vector<std::string> traces;    // "3 ==>>VARNEL::dialUp(...)"
-    std::vector<std::string> told;      // the ids of which the host was told
     const volatile char* passwordPlace = nullptr; // of the last dial, on its stack
     bool isMutexOwned = false;
     bool showsRecords = false; // among the calls
@@ -58,7 +55,6 @@ class Computer {
     // The facts, with the connections among them.
     Facts state() const;
     Connection* find(HRASCONN handle);
-    void traced(int level, const char* file, long line, const std::string& text);
     void settle(); // complains of what the library has left behind
 
     // Handles of what only exists here.
@@ -80,7 +76,6 @@ class Computer {
   private:
     std::map<ULONG_PTR, std::string> things;
     ULONG_PTR lastHandle = 0x1000'0000;
-    int entered = 0; // operations that have not yet been left
 };
 
 // The one in which the present play takes place.

@@ -33,9 +33,10 @@ using Rules = std::vector<std::pair<bool, std::string>>;
 // What holds always.
 Rules general(const Usual& usual, const Import& failed, Outcome& came) {
     const std::string& operation = usual.step.operation;
+    Outcome first = usual.first;
     const bool mayTellAll = operation == "clean" || operation.starts_with("init");
     const auto isStrange = [&](const std::string& id) {
-        return !mayTellAll && !id.starts_with("Node") && !isAmong(usual.first.lines.at("told"), id);
+        return !mayTellAll && !id.starts_with("Node") && !isAmong(first.lines["told"], id);
     };
     const std::string left = joined(came.lines["left"], "; ");
     return {{came.result != "throws" || failed.failing == Failing::byThrowing, "it throws"},

@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <map>
 #include <mutex>
 #include <new>
 #include <optional>
@@ -68,10 +69,11 @@ void released(std::string_view kind, const void* resource);
 void settle(); // complains of what is still out, and forgets it
 } // namespace ledger
 
-// The calls of the present play as text, in order: those that are at most as hidden as is asked.
+// What happens in the present play, as text: "calls" that are at most as hidden as is asked, "log", "trace"
+// and "told", the ids of which the host was told.
 namespace journal {
 inline Seen wanted = Seen::shown;
-inline std::vector<std::string> calls;
+inline std::map<std::string, std::vector<std::string>> lines;
 } // namespace journal
 
 template<std::size_t Size>
@@ -115,7 +117,7 @@ struct Redirected<Function, Fails, Visible, Lends, Codes, Result(Arguments...)> 
     static Result thunk(Arguments... arguments) {
         std::unique_lock locked(worldLock);
         if (Visible <= journal::wanted)
-            journal::calls.push_back(text::call(Function.view(), arguments...));
+            journal::lines["calls"].push_back(text::call(Function.view(), arguments...));
         const std::initializer_list<const void*> handles = {nullptr, handle(arguments)..., nullptr};
         const void* const last = *(handles.end() - 2);
         ledger::called(row, *(handles.begin() + 1), last);

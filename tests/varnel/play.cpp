@@ -79,7 +79,7 @@ void operate(const std::string& operation, Outcome& outcome) {
             function(id, password, says(operation, "public"), says(operation, "encrypted"), address));
     };
     const std::map<std::string, std::function<std::string()>> known = {
-        {"init", [&] { return to_string(init(operation, outcome.lines["says"])); }},
+        {"init", [&] { return to_string(init(operation, journal::lines["says"])); }},
         {"clean", [] { return VARNEL::clean(), "done"; }},
         {"dialUp", [&] { return dial(&VARNEL::dialUp); }},
         {"dialUp2", [&] { return dial(&dialUp2); }},
@@ -156,12 +156,12 @@ Outcome Run::perform(const Step& step, const std::vector<Fault>& disturbances) {
     const std::string operation = meant(step.operation);
     faults::plan(failures);
     operate(operation, outcome);
+    computer.settle();
     outcome.result = shown(outcome.result);
-    auto& lines = outcome.lines;
+    auto& lines = journal::lines;
     const unsigned long long took = computer.clock.elapsed - start;
     lines["gives"] = {outcome.result + (took != 0 ? fmt::format(" after {} ms", took) : "")};
-    lines["calls"] = std::exchange(journal::calls, {});
-    computer.settle();
+    lines["left"] = differences(before, computer.state());
     const auto open = std::ranges::count_if(computer.connections, [=](const Connection& connection) {
         return connection.handle > lastBefore && connection.dialled && !connection.hungUp;
     });
@@ -172,10 +172,6 @@ Outcome Run::perform(const Step& step, const std::vector<Fault>& disturbances) {
         std::ranges::none_of(allImports(), isExcused))
         complain("a dialled connection is given up and not hung up");
     outcome.offences = std::exchange(complaints, {});
-    lines["log"] = std::exchange(computer.log, {});
-    lines["trace"] = std::exchange(computer.traces, {});
-    lines["told"] = std::exchange(computer.told, {});
-    lines["left"] = differences(before, computer.state());
     for (auto& [section, all] : lines)
         std::ranges::transform(all, all.begin(), [this](const std::string& line) { return shown(line); });
     for (const Section& section : situation.sections) {
@@ -183,6 +179,7 @@ Outcome Run::perform(const Step& step, const std::vector<Fault>& disturbances) {
         std::erase_if(counting, [&](const std::string& line) { return !section.counts(line); });
         outcome.sections[section.name] = joined(folded(counting), "; ");
     }
+    outcome.lines = std::exchange(lines, {});
     return outcome;
 }
 
