@@ -4,15 +4,13 @@
 
 namespace {
 
-Computer* present = nullptr;
-
 constexpr char publicPhoneBook[] = "C:\\all\\Microsoft\\Network\\Connections\\Pbk\\rasphone.pbk";
 
 constexpr char usualAddress[] = "10.7.0.2"; // of connections
 
 constexpr char usualFacts[] =
     "windows = XP; bits = 32; level = 3; carried = 5; lock = free;"
-    "data folder = C:\\all; system folder = C:\\sys; working folder = C:\\peers;"
+    "data folder = C:\\all; system folder = C:\\sys; working folder = C:\\peers; folder .; folder ..;"
     "service TapiSrv = enabled; service RasMan = enabled; service RemoteAccess = enabled;"
     "value WinLogon KeepRasConnections = \"1\";"
     "value Class\\0001 MatchingDeviceId = \"ms_pptpminiport\";"
@@ -28,35 +26,32 @@ DWORD waitForLock() {
     return state == "abandoned" ? WAIT_ABANDONED : WAIT_OBJECT_0;
 }
 
-// Which of the carried images stands at `bytes`, and whether all of it is there.
+// Which of the carried images stands at `bytes`, all of it.
 std::string imageAt(LPCVOID bytes, DWORD size) {
     HMODULE const library = GetModuleHandleA("Varnel.dll");
     for (const char* name : {"#106", "#108", "#109"}) {
         HRSRC const image = FindResourceA(library, name, "BINRES");
-        if (LockResource(LoadResource(library, image)) == bytes)
-            return SizeofResource(library, image) == size ? name : std::string(name) + " cut off";
+        if (LockResource(LoadResource(library, image)) == bytes && SizeofResource(library, image) == size)
+            return name;
     }
-    return "unknown bytes";
+    return "other bytes";
 }
 
 void answerForFiles() {
-    static std::vector<std::string> listing; // what is to be found: "folder NAME" or "plain NAME"
+    static std::vector<std::string> listing; // what is still to be found in the working folder
     on<"FindNextFileA">([](HANDLE, LPWIN32_FIND_DATAA found) {
         SetLastError(ERROR_NO_MORE_FILES);
         if (listing.empty())
             return false;
+        const bool isFolder = facts().get("folder " + listing[0]) != "plain";
         *found = {};
-        found->dwFileAttributes =
-            answers::number(listing[0].starts_with("folder ") ? FILE_ATTRIBUTE_DIRECTORY : 0);
-        answers::fill(found->cFileName, listing[0].substr(listing[0].find(' ') + 1));
+        found->dwFileAttributes = answers::number(isFolder ? FILE_ATTRIBUTE_DIRECTORY : 0);
+        answers::fill(found->cFileName, listing[0]);
         listing.erase(listing.begin());
         return true;
     });
     on<"FindFirstFileA">([](LPCSTR pattern, LPWIN32_FIND_DATAA found) {
-        listing = {"folder .", "folder .."};
-        for (const auto& [name, value] : facts().all())
-            if (name.starts_with("folder ") || name.starts_with("plain "))
-                listing.push_back(name);
+        listing = facts().endings("folder ");
         std::string expected = facts().get("working folder");
         expected += expected.ends_with('\\') ? "*" : "\\*";
         if (pattern == expected && Call<"FindNextFileA">::answer(nullptr, found) != FALSE)
@@ -201,15 +196,6 @@ Computer::~Computer() {
     faults::plan({});
     privates::pptpsrvDialDownCallback = nullptr;
     DIALUP_CALLBACK().clearItems();
-    present = nullptr;
-}
-
-Computer& theComputer() {
-    return *present;
-}
-
-Facts& facts() {
-    return theComputer().facts;
 }
 
 void Computer::apply(const std::string& item) {

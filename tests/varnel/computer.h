@@ -79,8 +79,13 @@ class Computer {
 };
 
 // The one in which the present play takes place.
-Computer& theComputer();
-Facts& facts();
+inline Computer* present = nullptr;
+inline Computer& theComputer() {
+    return *present;
+}
+inline Facts& facts() {
+    return present->facts;
+}
 
 // Each gives the imports of its subject their answers.
 void answerForSystem();

@@ -79,8 +79,8 @@ int main(int count, char** arguments) {
             playAll(said[0], {said.begin() + 1, said.end()});
         });
         while (playing.wait_for(std::chrono::milliseconds(200)) == std::future_status::timeout)
-            for (const std::scoped_lock locked(presentLock); const auto& [thread, present] : presents)
-                if (!present.run.empty() && std::chrono::steady_clock::now() - present.begun > patience)
+            for (const std::scoped_lock locked(presentLock); const auto& [thread, at] : presents)
+                if (!at.run.empty() && std::chrono::steady_clock::now() - at.begun > patience)
                     giveUp("has not returned", thread);
         playing.get();
     } catch (const std::exception& reason) {
