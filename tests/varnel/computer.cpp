@@ -76,7 +76,6 @@ void answerForFiles() {
     });
     on<"WriteFile">([](HANDLE file, LPCVOID bytes, DWORD size, const auto&...) {
         facts().set("file " + theComputer().thing(file), facts().get("carried") + " " + imageAt(bytes, size));
-        return TRUE;
     });
     on<"MoveFileExA">([](const std::string& from, const std::string& to, DWORD) {
         SetLastError(ERROR_FILE_NOT_FOUND);
@@ -106,7 +105,6 @@ void answerForWaiting() {
     });
     on<"ReleaseMutex">([](HANDLE) {
         expect(std::exchange(theComputer().isMutexOwned, false), "a lock is let go that is not owned");
-        return TRUE;
     });
     on<"CloseHandle">(
         [](HANDLE handle) { return theComputer().thing(handle).empty() ? CloseHandle(handle) : TRUE; });
@@ -131,7 +129,6 @@ void answerForSystem() {
     });
     on<"SHGetFolderPathA">([](HWND, int, HANDLE, DWORD, LPSTR path) {
         answers::fill(path, MAX_PATH, facts().get("data folder"));
-        return S_OK;
     });
     on<"logLine">([](int level, const std::string& file, long line, const std::string& text) {
         expect(file == ".\\Varnel" && line > 0 && level <= LOG::level,
@@ -240,7 +237,7 @@ void Computer::settle() {
     expect(privates::items.empty(), "a dial attempt is still registered");
     DIALUP_CALLBACK().clearItems();
     const auto& traces = journal::lines["trace"];
-    const auto isBegin = [](const std::string& trace) { return trace.find("==>>") != std::string::npos; };
+    const auto isBegin = [](const std::string& trace) { return boost::contains(trace, "==>>"); };
     expect(2 * std::ranges::count_if(traces, isBegin) == std::ssize(traces), "an operation is never left");
     expect(!std::exchange(isMutexOwned, false), "the phonebooks' lock is kept");
     ledger::settle();

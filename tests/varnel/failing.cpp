@@ -11,10 +11,6 @@ const Words ownResults = {"87", "756", "true", "false", "\"\""}; // of what coul
 // How a code is marked in the table of imports: it is told in the log unless it has one of these.
 constexpr char toldOtherwise = '!', silent = '~', answer = '=';
 
-bool has(const std::string& text, const std::string& part) {
-    return text.find(part) != std::string::npos;
-}
-
 bool isAmong(const Words& all, const std::string& one) {
     return std::ranges::count(all, one) != 0;
 }
@@ -41,7 +37,8 @@ Rules general(const Usual& usual, const Import& failed, Outcome& came) {
     const std::string left = joined(came.lines["left"], "; ");
     return {{came.result != "throws" || failed.failing == Failing::byThrowing, "it throws"},
             {!came.passwordLeft, "the password is left in memory"},
-            {usual.situation.may("strangers") || !has(left, "stranger"), "a stranger is touched: " + left},
+            {usual.situation.may("strangers") || !boost::contains(left, "stranger"),
+             "a stranger is touched: " + left},
             {std::ranges::none_of(came.lines["told"], isStrange), "the host is told of another peer"}};
 }
 
@@ -50,8 +47,9 @@ Rules particular(const Usual& usual, const std::string& code, char mark, Outcome
     Outcome first = usual.first;
     const auto tells = [&](const std::string& line) {
         return !line.starts_with('3') &&
-               (mark == toldOtherwise ? has(line, "fail") || has(line, "Can't")
-                                      : has(line + " ", code + " ") || line.ends_with("4294967295"));
+               (mark == toldOtherwise
+                    ? boost::contains(line, "fail") || boost::contains(line, "Can't")
+                    : boost::contains(line + " ", code + " ") || line.ends_with("4294967295"));
     };
     const auto isNews = [&](const std::string& line) {
         return line.starts_with('2') && !isAmong(first.lines["log"], line);
@@ -81,7 +79,7 @@ bool disturb(const Usual& usual, const Fault& fault, char mark) {
         return false;
     // Another road may be taken after an answer, where the text says so, and where the course has failures.
     const bool mayDiffer =
-        mark == answer || situation.may(import->name) || has("; " + step.course, "; fails ");
+        mark == answer || situation.may(import->name) || boost::contains("; " + step.course, "; fails ");
     const auto keep = [&](const Rules& rules) {
         for (const auto& [holds, rule] : rules)
             if (!holds)

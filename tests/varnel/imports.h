@@ -113,6 +113,17 @@ template<Name Function, Failing Fails, Seen Visible, Name Lends, Name Codes, cla
 struct Redirected<Function, Fails, Visible, Lends, Codes, Result(Arguments...)> {
     static inline std::function<Result(Arguments...)> answer; // the computer's, or the system's own
     static void answerWith(void* function) { answer = reinterpret_cast<Result (*)(Arguments...)>(function); }
+    // What has no result of its own succeeds.
+    static void answerBy(auto given) {
+        using Given = std::invoke_result_t<decltype(given), Arguments...>;
+        if constexpr (std::is_void_v<Given> && !std::is_void_v<Result>)
+            answer = [=](Arguments... arguments) {
+                given(arguments...);
+                return Result{Fails == Failing::byZero || Fails == Failing::never};
+            };
+        else
+            answer = std::move(given);
+    }
 
     static Result thunk(Arguments... arguments) {
         std::unique_lock locked(worldLock);
@@ -198,7 +209,7 @@ VARNEL_IMPORTS(VARNEL_CALLS)
 // Gives an import its answer for all plays.
 template<Name Function>
 void on(auto answer) {
-    Call<Function>::answer = std::move(answer);
+    Call<Function>::answerBy(std::move(answer));
 }
 
 // Gives imports an answer that is always the same.

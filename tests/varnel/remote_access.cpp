@@ -106,7 +106,6 @@ void answerForConnections() {
     });
     on<"RasGetErrorStringA">([](UINT error, LPSTR text, DWORD room) {
         answers::fill(text, room, fmt::format(" text of {}", error));
-        return ERROR_SUCCESS;
     });
 }
 
@@ -163,7 +162,6 @@ void answerForEntries() {
         const std::string before = facts().get(factOf(phoneBook, name));
         const std::string user = before.empty() ? "nobody" : before.substr(0, before.find(' '));
         facts().set(factOf(phoneBook, name), user + " at " + properties(*entry));
-        return ERROR_SUCCESS;
     });
     on<"RasSetEntryDialParamsA">(
         [](LPCSTR phoneBook, LPRASDIALPARAMSA params, WINBOOL removePassword) -> DWORD {

@@ -10,7 +10,6 @@ void answerForPorts(const std::string& what) {
     on<Connect>([what](LPWSTR server, void** handle) {
         expect(server == nullptr, "the router of another computer is asked for");
         *handle = theComputer().lend<void*>(what);
-        return ERROR_SUCCESS;
     });
     on<Set>([what](void* handle, DWORD level, LPBYTE buffer) {
         const auto& ports = *reinterpret_cast<const MPR_SERVER_1*>(buffer);
@@ -19,7 +18,6 @@ void answerForPorts(const std::string& what) {
         facts().set(what + " ports",
                     fmt::format("PPTP {}/{} L2TP {}/{}", ports.dwNumPptpPorts, ports.dwPptpPortFlags,
                                 ports.dwNumL2tpPorts, ports.dwL2tpPortFlags));
-        return ERROR_SUCCESS;
     });
 }
 
@@ -48,9 +46,8 @@ struct Object {
 };
 
 template<class Interface>
-HRESULT give(Interface** object, std::initializer_list<Object::Method> known, std::size_t network = 0) {
+void give(Interface** object, std::initializer_list<Object::Method> known, std::size_t network = 0) {
     *object = reinterpret_cast<Interface*>(new Object(network, known));
-    return S_OK;
 }
 
 std::size_t& networkOf(void* object) {
@@ -68,19 +65,16 @@ const std::vector<std::string> categories = {"public", "private", "domain"};
 
 void answerForRouterAndNetworks() {
     answerForRouter();
-    on<"CoInitialize">([](LPVOID) {
-        ledger::acquired("COM", &categories);
-        return S_OK;
-    });
+    on<"CoInitialize">([](LPVOID) { ledger::acquired("COM", &categories); });
     on<"CoUninitialize">([] { ledger::released("COM", &categories); });
     on<"CoCreateInstance">([](REFCLSID kind, LPUNKNOWN outer, DWORD context, REFIID id, LPVOID* object) {
         expect(kind == CLSID_NetworkListManager && outer == nullptr && context == CLSCTX_ALL &&
                    id == IID_INetworkListManager,
                "another object is created");
-        return give(object, {{9, "GetNetworkConnections"}});
+        give(object, {{9, "GetNetworkConnections"}});
     });
     on<"GetNetworkConnections">([](INetworkListManager*, IEnumNetworkConnections** connections) {
-        return give(connections, {{8, "Next"}});
+        give(connections, {{8, "Next"}});
     });
     on<"Next">([](IEnumNetworkConnections* list, ULONG, INetworkConnection** next, ULONG* fetched) {
         if (networkOf(list) >= facts().endings("network ").size())
@@ -91,26 +85,18 @@ void answerForRouterAndNetworks() {
         return S_OK;
     });
     on<"GetNetwork">([](INetworkConnection* connection, INetwork** network) {
-        return give(network, {{7, "GetName"}, {18, "GetCategory"}, {19, "SetCategory"}},
-                    networkOf(connection));
+        give(network, {{7, "GetName"}, {18, "GetCategory"}, {19, "SetCategory"}}, networkOf(connection));
     });
-    on<"GetName">([](INetwork* network, BSTR* name) {
-        *name = SysAllocString(utf82unicode(nameOf(network)).c_str());
-        return S_OK;
-    });
+    on<"GetName">(
+        [](INetwork* network, BSTR* name) { *name = SysAllocString(utf82unicode(nameOf(network)).c_str()); });
     on<"GetCategory">([](INetwork* network, NLM_NETWORK_CATEGORY* category) {
         const std::string name = facts().get("network " + nameOf(network));
         const auto known = std::ranges::find(categories, name) - categories.begin();
         *category = static_cast<NLM_NETWORK_CATEGORY>(
             answers::number(known < 3 ? static_cast<DWORD>(known) : std::stoul(name)));
-        return S_OK;
     });
     on<"SetCategory">([](INetwork* network, NLM_NETWORK_CATEGORY category) {
         facts().set("network " + nameOf(network), categories.at(category));
-        return S_OK;
     });
-    on<"Release">([](IUnknown* object) {
-        delete reinterpret_cast<Object*>(object);
-        return 0UL;
-    });
+    on<"Release">([](IUnknown* object) { delete reinterpret_cast<Object*>(object); });
 }

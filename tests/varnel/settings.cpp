@@ -58,7 +58,6 @@ void answerForRegistry() {
     });
     on<"RegQueryInfoKeyA">([](HKEY key, LPSTR, LPDWORD, LPDWORD, LPDWORD count, const auto&...) {
         *count = answers::number(static_cast<DWORD>(childrenOf(key).size()));
-        return ERROR_SUCCESS;
     });
     on<"RegEnumKeyExA">([](HKEY key, DWORD index, LPSTR name, LPDWORD size, const auto&...) {
         const std::vector<std::string> names = childrenOf(key);
@@ -84,7 +83,6 @@ void answerForRegistry() {
     });
     on<"RegSetValueExA">([](HKEY key, LPCSTR name, DWORD, DWORD type, const BYTE* data, DWORD size) {
         facts().set(valueFact(key, name), factOf(type, {reinterpret_cast<const char*>(data), size}));
-        return ERROR_SUCCESS;
     });
 }
 
@@ -113,10 +111,8 @@ void answerForServices() {
         boost::replace_all(*service, "disabled", "enabled");
         return true;
     });
-    on<"DisableService">([](const char* name) {
-        boost::replace_all(*serviceNamed(name), "enabled", "disabled");
-        return true;
-    });
+    on<"DisableService">(
+        [](const char* name) { boost::replace_all(*serviceNamed(name), "enabled", "disabled"); });
     on<"StopService">([](const char* name) { return !countDown(*serviceNamed(name), "stubborn"); });
     on<"OpenSCManagerA">([](const auto&...) { return theComputer().lend<SC_HANDLE>("manager"); });
     on<"OpenServiceA">([](SC_HANDLE, LPCSTR name, DWORD) {
@@ -143,7 +139,6 @@ void answerForServices() {
         status->dwCurrentState = answers::number(says(service, "stays")       ? SERVICE_RUNNING
                                                  : countDown(service, "slow") ? SERVICE_STOP_PENDING
                                                                               : SERVICE_STOPPED);
-        return TRUE;
     });
     on<"DeleteService">(
         [](SC_HANDLE service) { return facts().erase("service " + theComputer().thing(service)); });

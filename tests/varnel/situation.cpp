@@ -61,7 +61,7 @@ std::map<std::string, std::string> expectedOf(const std::string& text, const std
 } // namespace
 
 bool Section::counts(const std::string& line) const {
-    const auto isIn = [&](const std::string& word) { return line.find(word) != std::string::npos; };
+    const auto isIn = [&](const std::string& word) { return boost::contains(line, word); };
     const auto isUnword = [](const std::string& word) { return word[0] == '-'; };
     const auto isOut = [&](const std::string& word) { return isUnword(word) && isIn(word.substr(1)); };
     return std::ranges::none_of(words, isOut) &&
