@@ -25,6 +25,10 @@ include_directories("${CMAKE_CURRENT_LIST_DIR}/..")
 # Whatever address the system chooses, and no data that runs; the linker's defaults, made sure of.
 add_link_options(-Wl,--dynamicbase,--high-entropy-va,--nxcompat)
 
+# The same sources give the same bytes, whenever and in whatever folder they are built.
+add_compile_options("$<$<COMPILE_LANGUAGE:C,CXX>:-fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=;-fdebug-prefix-map=${PROJECT_SOURCE_DIR}/=>")
+add_link_options(-Wl,--no-insert-timestamp)
+
 option(VARNEL_CHECKED "Trap overruns of the stack, misuse of the C++ library and undefined behaviour" OFF)
 if(VARNEL_CHECKED)
   # Enumerations are let be: the system's arrive from outside with values that nobody listed, and GCC takes them as numbers.

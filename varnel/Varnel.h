@@ -8,26 +8,35 @@
 // run-time DLLs of the compiler that built it, since strings and lists cross its border.
 #pragma once
 
+#include <list>
+#include <map>
+#include <string>
+#include <utility>
+
+#include <windef.h>
+
+#ifdef VARNEL_BUILDING
+#define VARNEL_API __declspec(dllexport)
 #include <winsock2.h>
 
 #include <boost/shared_ptr.hpp>
 #include <boost/thread/recursive_mutex.hpp>
 
 #include <windows.h>
-
-#include <list>
-#include <map>
-
 #include <ras.h>
-
-#include <string>
-#include <utility>
-
-#ifdef VARNEL_BUILDING
-#define VARNEL_API __declspec(dllexport)
 #else
 #define VARNEL_API __declspec(dllimport)
 #endif
+
+// Only declared, so that a host needs neither Boost nor the remote-access service's header.
+namespace boost {
+template<class T>
+class shared_ptr;
+class recursive_mutex;
+} // namespace boost
+struct HRASCONN__;
+struct tagRASDIALPARAMSA;
+struct tagRASENTRYNAMEA;
 
 // The dial attempts in progress, by callback id: where the thread that dials and the remote-access service's
 // notifier thread meet. The storage is shared by all objects of the class; every operation locks it.
@@ -42,8 +51,8 @@ class VARNEL_API DIALUP_CALLBACK {
         ITEM& operator=(const ITEM&) = delete;
 
         unsigned int callbackId;
-        HRASCONN hConn; // of the last notification
-        HANDLE hEvent;  // manual reset; set when the attempt has ended
+        HRASCONN__* hConn; // of the last notification
+        HANDLE hEvent;     // manual reset; set when the attempt has ended
         DWORD error;  // of the last notification, or 617 after a disconnection; to be read once hEvent is set
         DWORD error2; // extended code of the last notification
     };
@@ -89,14 +98,21 @@ class VARNEL_API VARNEL {
     // known peers are hung up and (before Windows 6) their entries and phonebooks removed.
     static void clean();
 
+    // What dialUp gives, beside the codes of the service (600 to 899) and of Windows.
+    enum DIALUP_RESULT : DWORD {
+        dialled = 0,             // the service reports no error, even at the end of the time limit
+        incomplete = 0xFFFFFFFF, // `id` or `password` is empty
+        unfit = 87, // the id is not a peer's (at most 128 characters), the password does not fit the
+                    // service's record (at most 256), or the entry could not be written, as without
+                    // the peer's folder
+        busy = 756, // the entry was being dialled each time
+    };
+
     // Connects to peer `id` at `ip` (0: 127.0.0.1), with `id` as the user name; blocks until the dial has
     // ended. Calls for different peers may run at once. The entry goes into the peer's own phonebook, in the
     // peer's folder, which the host has made before; or into that of all users. `requireEncryption` demands
-    // MS-CHAP v2 and data encryption. 0 when the service reports no error, even at the end of the time limit;
-    // ~0 when `id` or `password` is empty; 87 when the id is not a peer's (at most 128 characters), the
-    // password does not fit the service's record (at most 256), or the entry could not be written, as without
-    // the peer's folder; else the service's code.
-    // Before Windows 6 a try that would dial a private entry once more ends with 756 instead: the hang-up
+    // MS-CHAP v2 and data encryption.
+    // Before Windows 6 a try that would dial a private entry once more ends with `busy` instead: the hang-up
     // before it has deleted the phonebook. The next try writes it anew.
     // From its first dial on the library stays loaded until the process ends: a dial that has run into its
     // time limit goes on in the service, which will still call the library.
@@ -112,6 +128,7 @@ class VARNEL_API VARNEL {
     // the service lists does.
     static std::string getCurrentEntryNameById(const std::string& id);
 
+    // What follows is here since a class is declared in one piece; a host has no use for it.
   private:
     static const DWORD MaxWanEndPoints; // 32
     static const DWORD WanEndPoints;    // 10
@@ -123,16 +140,18 @@ class VARNEL_API VARNEL {
     static char pathNameOmbrel[260];
     static void (*pptpsrvDialDownCallback)(const std::string&);
     static std::string publicPhoneBook;
-    static SOCKET s1723;
+    static UINT_PTR s1723; // a SOCKET
 
     static void getPathName();
 
     static long getCallbackIdIndex();
+#ifdef VARNEL_BUILDING // RASCONNSTATE is an enumeration, which cannot be declared ahead
     static DWORD CALLBACK rasDialFunc2(DWORD callbackId, DWORD subEntry, HRASCONN hConn, unsigned int message,
                                        RASCONNSTATE state, DWORD error, DWORD error2);
     static std::string getStateString(RASCONNSTATE state);
-    static DWORD dialUp3(const std::string& phoneBook, RASDIALPARAMSA& dialParams, DWORD timeout,
-                         HRASCONN* conn);
+#endif
+    static DWORD dialUp3(const std::string& phoneBook, tagRASDIALPARAMSA& dialParams, DWORD timeout,
+                         HRASCONN__** conn);
     static DWORD dialUp2(const std::string& id, const std::string& password, bool usePublicPhoneBook,
                          bool requireEncryption, DWORD ip);
 
@@ -142,14 +161,14 @@ class VARNEL_API VARNEL {
     static std::pair<std::string, std::string> createEntry(INFO* info, bool usePublicPhoneBook,
                                                            bool requireEncryption);
     static std::string getEntryNameWithSuffix(const std::string& id, bool advance);
-    static std::list<RASENTRYNAMEA> getAllEntries(const std::string& phoneBook);
+    static std::list<tagRASENTRYNAMEA> getAllEntries(const std::string& phoneBook);
     static std::string getCurrentEntryName(const std::string& phoneBook, const std::string& id);
     static bool matchId(const std::string& entryName, const std::string& id);
     static bool removeEntry(const std::string& phoneBook, const std::string& entryName);
     static void removeEntries(const std::list<std::string>& ids);
     static bool clearAllEntry();
 
-    static bool dialDown(HRASCONN conn, const std::string& id);
+    static bool dialDown(HRASCONN__* conn, const std::string& id);
     static bool dialDownSameIp(DWORD ip);
     static bool dialDownAllPptp();
     static std::list<std::string> getAllActiveEntry();

@@ -4,6 +4,11 @@
 
 #include "varnel/Varnel.h"
 
+#include <boost/shared_ptr.hpp>
+
+#include <windows.h>
+#include <ras.h>
+
 namespace privates {
 
 template<class Tag, typename Tag::Type Member>
@@ -27,7 +32,8 @@ PRIVATE_MEMBER(VARNEL, publicPhoneBook, std::string)
 PRIVATE_MEMBER(VARNEL, pptpsrvDialDownCallback, void (*)(const std::string&))
 
 // Those that no public operation leads to, or that a public one does not show.
-PRIVATE_MEMBER(VARNEL, getStateString, std::string(RASCONNSTATE))
+__declspec(dllimport) std::string getStateString(RASCONNSTATE) __asm__(
+    "_ZN6VARNEL14getStateStringB5cxx11E15tagRASCONNSTATE"); // the header declares it for the library alone
 PRIVATE_MEMBER(VARNEL, dialUp2, DWORD(const std::string&, const std::string&, bool, bool, DWORD))
 PRIVATE_MEMBER(VARNEL, removePhoneBook, bool(const std::string&))
 PRIVATE_MEMBER(VARNEL, dialDownSameIp, bool(DWORD))
