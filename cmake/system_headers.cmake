@@ -1,7 +1,7 @@
 # Debian keeps its header-only libraries in /usr/include, among the C headers of another system, which must never
 # be on a cross compiler's path. The few folders wanted are linked into a folder of their own: target system_headers.
 # A program that uses one of them directly links that target.
-set(HEADER_LIBRARIES /usr/include CACHE PATH "The folder that holds boost, spdlog, fmt, CLI and catch2")
+set(HEADER_LIBRARIES /usr/include CACHE PATH "The folder that holds boost, spdlog, fmt, CLI, nlohmann and catch2")
 set(system_headers_folder "${CMAKE_BINARY_DIR}/system-headers")
 file(MAKE_DIRECTORY "${system_headers_folder}")
 
@@ -17,6 +17,7 @@ use_system_headers(boost libboost-dev)
 use_system_headers(spdlog libspdlog-dev)
 use_system_headers(fmt libfmt-dev)
 use_system_headers(CLI libcli11-dev)
+use_system_headers(nlohmann nlohmann-json3-dev)
 if(BUILD_TESTING)
   use_system_headers(catch2 catch2)
 endif()
