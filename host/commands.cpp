@@ -7,10 +7,10 @@
 namespace {
 
 constexpr const Command* common[] = {&dialCommand, &hangUpCommand, &entryCommand, &forgetCommand,
-                                     &initCommand, &statusCommand, &cleanCommand};
+                                     &initCommand, &statusCommand, &cleanCommand, &logCommand};
 constexpr const Command* inSession[] = {&dialCommand, &hangUpCommand, &entryCommand, &forgetCommand,
-                                        &initCommand, &statusCommand, &cleanCommand, &waitCommand,
-                                        &helpCommand, &quitCommand};
+                                        &initCommand, &statusCommand, &cleanCommand, &logCommand,
+                                        &waitCommand, &helpCommand,   &quitCommand};
 
 } // namespace
 

@@ -16,6 +16,7 @@ std::atomic<bool> asked = false;
 std::atomic<bool> readingConsole = false;
 std::atomic<DWORD> inputMode = 0;
 std::atomic<int> running = 0;
+std::atomic<bool> endable = false;
 
 [[noreturn]] void leave() {
     if (readingConsole) {
@@ -31,6 +32,8 @@ BOOL WINAPI onControl(DWORD event) {
     if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT)
         return FALSE;
     const bool again = asked.exchange(true);
+    if (endable && !again)
+        return TRUE;
     if (running == 0 || again)
         leave();
     screen->ask(std::string(readingConsole ? "\n" : "") +
@@ -66,4 +69,14 @@ ReadingConsole::ReadingConsole() {
 
 ReadingConsole::~ReadingConsole() {
     readingConsole = false;
+}
+
+Endable::Endable() {
+    endable = true;
+}
+
+Endable::~Endable() {
+    endable = false;
+    if (running == 0) // else the dials in the background go by it
+        asked = false;
 }

@@ -29,3 +29,13 @@ class ReadingConsole {
     ReadingConsole(const ReadingConsole&) = delete;
     ReadingConsole& operator=(const ReadingConsole&) = delete;
 };
+
+// While one exists, something runs that ends by itself once interrupted(): the first Ctrl+C is only noted,
+// and forgotten when that has ended.
+class Endable {
+  public:
+    Endable();
+    ~Endable();
+    Endable(const Endable&) = delete;
+    Endable& operator=(const Endable&) = delete;
+};
