@@ -51,7 +51,7 @@ class Printer {
     explicit Printer(Console& screen) : console(screen) {}
 
     void line(std::string_view text) {
-        static constexpr std::size_t enough = 64UL * 1024;
+        static constexpr std::size_t enough = std::size_t{64} * 1024;
         if (!lines.empty())
             lines += '\n';
         lines += text;

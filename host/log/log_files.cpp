@@ -19,8 +19,8 @@ namespace fs = std::filesystem;
 namespace logs {
 namespace {
 
-constexpr std::size_t pieceSize = 256UL * 1024;    // bytes read at once
-constexpr std::size_t longestLine = 1024UL * 1024; // what is longer is no record
+constexpr std::size_t pieceSize = std::size_t{256} * 1024;    // bytes read at once
+constexpr std::size_t longestLine = std::size_t{1024} * 1024; // what is longer is no record
 
 std::wstring environment(const wchar_t* name) {
     std::wstring value(GetEnvironmentVariableW(name, nullptr, 0), L'\0');
