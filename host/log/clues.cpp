@@ -10,7 +10,7 @@ namespace logs {
 namespace {
 
 constexpr auto sameTime = std::chrono::minutes(10);
-constexpr unsigned noPort = 633;
+constexpr unsigned noPort = 633, noTunnel = 800, noPackets = 806;
 
 std::string seconds(std::int64_t milliseconds) {
     return fmt::format("{}.{:03} s", milliseconds / 1000, milliseconds % 1000);
@@ -84,6 +84,14 @@ std::string whatHappened(const Dial& dial) {
     default:
         return "The log ends, or its process did, while the dial was under way.";
     }
+}
+
+unsigned codeOfCauses(const Dial& dial) {
+    if (dial.outcome != Outcome::unconfirmed)
+        return dial.code;
+    if (dial.endedIn == Stage::connection)
+        return noTunnel;
+    return dial.endedIn == Stage::authentication || dial.endedIn == Stage::link ? noPackets : 0;
 }
 
 std::string howFar(const Dial& dial) {

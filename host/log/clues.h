@@ -15,6 +15,9 @@ const char* nameOf(Outcome outcome);
 // A sentence: what came of the dial.
 std::string whatHappened(const Dial& dial);
 
+// The code whose usual causes may be those of this dial, which need not have failed with it; 0 when there is none.
+unsigned codeOfCauses(const Dial& dial);
+
 // A sentence: how far the dial came before it ended.
 std::string howFar(const Dial& dial);
 

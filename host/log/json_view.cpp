@@ -79,7 +79,8 @@ Json timelineJson(std::size_t number, const std::vector<Dial>& dials, bool withC
     Json json = dialJson(number, dials);
     if (dial.outcome == Outcome::connected)
         return json;
-    const Wording wording = dial.code == 0 ? Wording() : wordingOf(dial.code);
+    const unsigned code = codeOfCauses(dial);
+    const Wording wording = code == 0 ? Wording() : wordingOf(code);
     json["what"] = whatHappened(dial);
     json["howFar"] = howFar(dial);
     json["causes"] = wording.causes;

@@ -100,7 +100,8 @@ std::string stampLine(const Dial& dial) {
 
 std::string whatWentWrong(std::size_t number, const std::vector<Dial>& dials) {
     const Dial& dial = dials[number];
-    const Wording wording = dial.outcome == Outcome::failed ? wordingOf(dial.code) : Wording();
+    const unsigned code = codeOfCauses(dial);
+    const Wording wording = code == 0 ? Wording() : wordingOf(code);
     std::string lines = "\n";
     lines += paragraph("What:    ", whatHappened(dial));
     lines += paragraph("How far: ", howFar(dial));
