@@ -6,11 +6,12 @@
 
 namespace {
 
-constexpr const Command* common[] = {&dialCommand, &hangUpCommand, &entryCommand, &forgetCommand,
-                                     &initCommand, &statusCommand, &cleanCommand, &logCommand};
-constexpr const Command* inSession[] = {&dialCommand, &hangUpCommand, &entryCommand, &forgetCommand,
-                                        &initCommand, &statusCommand, &cleanCommand, &logCommand,
-                                        &waitCommand, &helpCommand,   &quitCommand};
+constexpr const Command* common[] = {&dialCommand,   &hangUpCommand, &entryCommand,
+                                     &forgetCommand, &initCommand,   &statusCommand,
+                                     &cleanCommand,  &logCommand,    &explainCommand};
+constexpr const Command* inSession[] = {&dialCommand,    &hangUpCommand, &entryCommand, &forgetCommand,
+                                        &initCommand,    &statusCommand, &cleanCommand, &logCommand,
+                                        &explainCommand, &waitCommand,   &helpCommand,  &quitCommand};
 
 } // namespace
 

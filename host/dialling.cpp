@@ -2,7 +2,6 @@
 
 #include "connections.h"
 #include "interruption.h"
-#include "meanings.h"
 #include "peer_folders.h"
 #include "text.h"
 #include "varnel/Varnel.h"

@@ -1,9 +1,13 @@
 #include "outcome.h"
 
 #include "console.h"
-#include "meanings.h"
+#include "words/explain.h"
 
 #include <fmt/format.h>
+
+ExitCode exitCodeOf(unsigned long code) {
+    return tellsOfMissingService(code) ? ExitCode::serviceMissing : ExitCode::notConnected;
+}
 
 Outcome failure(const std::string& subject, const std::string& text, unsigned long error) {
     return {exitCodeOf(error), subject, text, error};
@@ -13,9 +17,10 @@ ExitCode tell(const Outcome& outcome, Console& console) {
     std::string line = fmt::format("{}: {}", outcome.subject, outcome.text);
     std::string advice = outcome.advice;
     if (outcome.error != 0) {
-        line += ": " + describe(outcome.error);
+        const Explanation why = explain(outcome.error, Language::english);
+        line += fmt::format(": error {}, {}", outcome.error, why.meaning);
         if (advice.empty())
-            advice = adviceOn(outcome.error);
+            advice = why.advice;
     }
     console.result(line);
     if (!advice.empty())

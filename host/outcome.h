@@ -15,6 +15,9 @@ struct Outcome {
     std::string advice = {}; // what a person can do; that for the error when empty
 };
 
+// Whether the error tells of the service itself or of this dial.
+ExitCode exitCodeOf(unsigned long code);
+
 // The error decides the exit code.
 Outcome failure(const std::string& subject, const std::string& text, unsigned long error);
 

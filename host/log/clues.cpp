@@ -1,6 +1,6 @@
 #include "log/clues.h"
 
-#include "log/wording.h"
+#include "words/explain.h"
 
 #include <fmt/format.h>
 
@@ -78,7 +78,7 @@ std::string whatHappened(const Dial& dial) {
     case Outcome::connected:
         return "It connected.";
     case Outcome::failed:
-        return fmt::format("Error {}: {}.", dial.code, wordingOf(dial.code).meaning);
+        return fmt::format("Error {}: {}.", dial.code, explain(dial.code, Language::english).meaning);
     case Outcome::unconfirmed:
         return "The service reported no end in time, and the library stops waiting then.";
     default:

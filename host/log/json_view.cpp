@@ -1,8 +1,8 @@
 #include "log/json_view.h"
 
 #include "log/clues.h"
-#include "log/wording.h"
 #include "outside/Helper.h"
+#include "words/explain.h"
 
 #include <nlohmann/json.hpp>
 
@@ -57,7 +57,7 @@ Json dialJson(std::size_t number, const std::vector<Dial>& dials) {
                  {"took", dial.traced ? Json(dial.took) : Json()},
                  {"outcome", nameOf(dial.outcome)},
                  {"code", dial.code},
-                 {"name", dial.code == 0 ? std::string() : wordingOf(dial.code).name},
+                 {"name", dial.code == 0 ? std::string() : explain(dial.code, Language::english).name},
                  {"endedIn", dial.endedIn ? Json(nameOf(*dial.endedIn)) : Json()},
                  {"redialled", dial.redialled},
                  {"tries", dial.tries},
@@ -80,11 +80,11 @@ Json timelineJson(std::size_t number, const std::vector<Dial>& dials, bool withC
     if (dial.outcome == Outcome::connected)
         return json;
     const unsigned code = codeOfCauses(dial);
-    const Wording wording = code == 0 ? Wording() : wordingOf(code);
+    const Explanation words = code == 0 ? Explanation() : explain(code, Language::english);
     json["what"] = whatHappened(dial);
     json["howFar"] = howFar(dial);
-    json["causes"] = wording.causes;
-    json["advice"] = wording.advice;
+    json["causes"] = words.causes;
+    json["advice"] = words.advice;
     if (withClues)
         json["clues"] = cluesOn(number, dials);
     return json;

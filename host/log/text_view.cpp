@@ -1,7 +1,7 @@
 #include "log/text_view.h"
 
 #include "log/clues.h"
-#include "log/wording.h"
+#include "words/explain.h"
 
 #include <fmt/format.h>
 
@@ -22,7 +22,7 @@ std::string secondsText(std::int32_t milliseconds) {
 }
 
 std::string codeText(unsigned code) {
-    const std::string name = wordingOf(code).name;
+    const std::string name = explain(code, Language::english).name;
     return name.empty() ? fmt::format("error {}", code) : fmt::format("{} {}", code, name);
 }
 
@@ -101,18 +101,18 @@ std::string stampLine(const Dial& dial) {
 std::string whatWentWrong(std::size_t number, const std::vector<Dial>& dials) {
     const Dial& dial = dials[number];
     const unsigned code = codeOfCauses(dial);
-    const Wording wording = code == 0 ? Wording() : wordingOf(code);
+    const Explanation words = code == 0 ? Explanation() : explain(code, Language::english);
     std::string lines = "\n";
     lines += paragraph("What:    ", whatHappened(dial));
     lines += paragraph("How far: ", howFar(dial));
-    if (!wording.causes.empty())
-        lines += paragraph("Causes:  ", wording.causes);
+    if (!words.causes.empty())
+        lines += paragraph("Causes:  ", words.causes);
     for (const char* label = "Clues:   "; const std::string& clue : cluesOn(number, dials)) {
         lines += paragraph(label, clue);
         label = "         ";
     }
-    if (!wording.advice.empty())
-        lines += paragraph("Try:     ", wording.advice);
+    if (!words.advice.empty())
+        lines += paragraph("Try:     ", words.advice);
     return lines;
 }
 
