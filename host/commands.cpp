@@ -6,12 +6,13 @@
 
 namespace {
 
-constexpr const Command* common[] = {&dialCommand,   &hangUpCommand, &entryCommand,
-                                     &forgetCommand, &initCommand,   &statusCommand,
-                                     &cleanCommand,  &logCommand,    &explainCommand};
-constexpr const Command* inSession[] = {&dialCommand,    &hangUpCommand, &entryCommand, &forgetCommand,
-                                        &initCommand,    &statusCommand, &cleanCommand, &logCommand,
-                                        &explainCommand, &waitCommand,   &helpCommand,  &quitCommand};
+constexpr const Command* common[] = {&dialCommand,   &hangUpCommand, &entryCommand, &forgetCommand,
+                                     &initCommand,   &statusCommand, &cleanCommand, &logCommand,
+                                     &doctorCommand, &explainCommand};
+constexpr const Command* inSession[] = {&dialCommand,   &hangUpCommand,  &entryCommand, &forgetCommand,
+                                        &initCommand,   &statusCommand,  &cleanCommand, &logCommand,
+                                        &doctorCommand, &explainCommand, &waitCommand,  &helpCommand,
+                                        &quitCommand};
 
 } // namespace
 

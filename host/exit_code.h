@@ -10,4 +10,6 @@ enum class ExitCode {
     notHungUp = 5,      // the connection is still there
     serviceMissing = 6, // the remote-access service is not there
     notFound = 7,       // no such peer or connection
+    foundDoubtful = 8,  // the doctor found something doubtful, and nothing wrong
+    foundWrong = 9,     // the doctor found something wrong
 };

@@ -2,15 +2,14 @@
 #include "commands.h"
 #include "connections.h"
 #include "console.h"
+#include "control_port.h"
+#include "miniports.h"
 #include "outcome.h"
 #include "outside/Helper.h"
 #include "outside/Helper2.h"
-#include "owners.h"
 #include "peer_folders.h"
 #include "rights.h"
 #include "text.h"
-
-#include <winsock2.h>
 
 #include <fmt/format.h>
 
@@ -21,34 +20,6 @@
 namespace fs = std::filesystem;
 
 namespace {
-
-constexpr unsigned short pptpControlPort = 1723;
-constexpr const wchar_t* adapterClass =
-    L"SYSTEM\\CurrentControlSet\\Control\\Class\\{4D36E972-E325-11CE-BFC1-08002bE10318}";
-
-Key openKey(HKEY parent, const wchar_t* path) {
-    HKEY key = nullptr;
-    return Key(RegOpenKeyExW(parent, path, 0, KEY_READ, &key) == ERROR_SUCCESS ? key : nullptr);
-}
-
-std::optional<DWORD> readNumber(HKEY key, const wchar_t* name) {
-    DWORD number = 0;
-    DWORD size = sizeof number;
-    DWORD type = REG_NONE;
-    if (RegQueryValueExW(key, name, nullptr, &type, reinterpret_cast<BYTE*>(&number), &size) !=
-            ERROR_SUCCESS ||
-        type != REG_DWORD)
-        return std::nullopt;
-    return number;
-}
-
-std::wstring readText(HKEY key, const wchar_t* name) {
-    wchar_t text[256] = L"";
-    DWORD size = sizeof text - sizeof *text;
-    if (RegQueryValueExW(key, name, nullptr, nullptr, reinterpret_cast<BYTE*>(text), &size) != ERROR_SUCCESS)
-        return {};
-    return text;
-}
 
 std::string counted(size_t count, const char* what) {
     return fmt::format("{} {}{}", count, what, count == 1 ? "" : "s");
@@ -89,32 +60,8 @@ void showService(const char* name, Console& console) {
                                            : "not installed"));
 }
 
-// Whether a program could listen there, on every address.
-bool isPortFree() {
-    WSADATA data;
-    if (WSAStartup(MAKEWORD(2, 0), &data) != 0)
-        return false;
-    const SOCKET port = socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(pptpControlPort);
-    const bool isFree = bind(port, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
-    closesocket(port);
-    WSACleanup();
-    return isFree;
-}
-
-std::string holderOfPort() {
-    std::wstring program;
-    const unsigned long process = GetPortOccupyProcessW(pptpControlPort, program);
-    if (process != 0)
-        return fmt::format("held by process {} ({})", process,
-                           program.empty() ? "unknown" : unicode2utf8(program));
-    return isPortFree() ? "free" : "held by a process that cannot be told";
-}
-
 void showPort(Console& console) {
-    console.result(fmt::format("TCP port {}: {}", pptpControlPort, holderOfPort()));
+    console.result(fmt::format("TCP port {}: {}", pptpControlPort, holderOfControlPort().words));
 }
 
 void showDriver(const wchar_t* fileName, Console& console) {
@@ -137,23 +84,11 @@ std::string countText(std::optional<DWORD> count) {
     return count ? std::to_string(*count) : "unknown";
 }
 
-// Tells of the first adapter with that device id.
 void showMiniport(const char* name, const wchar_t* deviceId, Console& console) {
-    const Key adapters = openKey(HKEY_LOCAL_MACHINE, adapterClass);
-    wchar_t subkey[256] = L"";
-    DWORD length = ARRAYSIZE(subkey);
-    for (DWORD i = 0; adapters && RegEnumKeyExW(adapters.get(), i, subkey, &length, nullptr, nullptr, nullptr,
-                                                nullptr) == ERROR_SUCCESS;
-         ++i, length = ARRAYSIZE(subkey)) {
-        const Key adapter = openKey(adapters.get(), subkey);
-        if (!adapter || _wcsicmp(readText(adapter.get(), L"MatchingDeviceId").c_str(), deviceId) != 0)
-            continue;
-        console.result(fmt::format("{} miniport: {} ports, at most {}", name,
-                                   countText(readNumber(adapter.get(), L"WanEndpoints")),
-                                   countText(readNumber(adapter.get(), L"MaxWanEndpoints"))));
-        return;
-    }
-    console.result(fmt::format("{} miniport: not installed", name));
+    const auto miniport = findMiniport(deviceId);
+    console.result(miniport ? fmt::format("{} miniport: {} ports, at most {}", name,
+                                          countText(miniport->ports), countText(miniport->mostPorts))
+                            : fmt::format("{} miniport: not installed", name));
 }
 
 ExitCode showStatus(Context& context) {
@@ -164,8 +99,8 @@ ExitCode showStatus(Context& context) {
     showPort(console);
     for (const wchar_t* driver : {L"KESTRIN.SYS", L"Ombrel.SYS"})
         showDriver(driver, console);
-    showMiniport("PPTP", L"ms_pptpminiport", console);
-    showMiniport("L2TP", L"ms_l2tpminiport", console);
+    showMiniport("PPTP", pptpMiniport, console);
+    showMiniport("L2TP", l2tpMiniport, console);
     console.result(fmt::format("administrator rights: {}", hasAdministratorRights() ? "yes" : "no"));
     return peers;
 }
