@@ -51,6 +51,7 @@ extern const Command cleanCommand;
 extern const Command logCommand;
 extern const Command doctorCommand;
 extern const Command explainCommand;
+extern const Command bundleCommand;
 extern const Command sessionCommand; // of the program alone
 extern const Command waitCommand;    // of a session alone, as those that follow
 extern const Command helpCommand;

@@ -1,8 +1,9 @@
 #include "doctor/doctor.h"
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <iterator>
-#include <nlohmann/json.hpp>
 
 Findings examineAll() {
     Findings findings = examineComputer();

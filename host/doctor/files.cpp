@@ -1,9 +1,12 @@
 #include "connections.h"
 #include "doctor/doctor.h"
+#include "log/log_files.h"
 #include "outside/Helper.h"
+#include "outside/Log.h"
 #include "peer_folders.h"
 #include "phonebook_file.h"
 #include "text.h"
+#include "usage_error.h"
 #include "words/explain.h"
 
 #include <fmt/format.h>
@@ -16,6 +19,8 @@
 namespace fs = std::filesystem;
 
 namespace {
+
+constexpr long failuresToo = 2; // a level of the log
 
 std::string utf8(const fs::path& path) {
     return unicode2utf8(path.wstring());
@@ -160,12 +165,46 @@ Finding remoteAccessLibrary() {
             "unless this computer is for trials, remove that file"};
 }
 
+std::string sizeText(std::uintmax_t bytes) {
+    constexpr std::uintmax_t kilobyte = 1024;
+    constexpr std::uintmax_t megabyte = kilobyte * kilobyte;
+    return bytes < megabyte ? fmt::format("{} KB", (bytes + kilobyte - 1) / kilobyte)
+                            : fmt::format("{} MB", bytes / megabyte);
+}
+
+Finding log() {
+    fs::path log;
+    try {
+        log = logs::usualLog();
+    } catch (const UsageError&) {
+        return {"log", Grade::well, "goes to standard error"};
+    }
+    if (log.empty())
+        return {"log", Grade::well, "none yet"};
+    const auto files = logs::filesOf(log);
+    std::error_code unknown;
+    const unsigned long error = writable(fs::exists(log, unknown) ? log : fs::absolute(log).parent_path());
+    if (error != 0)
+        return {"log", Grade::wrong, fmt::format("{} cannot be written: {}", utf8(log), reason(error)),
+                advice(error)};
+    std::uintmax_t size = 0;
+    for (const fs::path& file : files)
+        size += fs::file_size(file, unknown);
+    const std::string found = fmt::format("{}, {} file{}, {}, level {}", utf8(log), files.size(),
+                                          files.size() == 1 ? "" : "s", sizeText(size), LOG::level);
+    if (LOG::level < failuresToo)
+        return {"log", Grade::doubtful, found,
+                "at this level it does not tell why a dial failed: use 2, or 3"};
+    return {"log", Grade::well, found};
+}
+
 } // namespace
 
 Findings examineFiles() {
     const KnownPeers known = knownPeers();
     Findings findings = {workingFolder(wideFromAnsi(GetWorkingPath()), known)};
     std::ranges::move(phonebooks(known.ids), std::back_inserter(findings));
+    findings.push_back(log());
     findings.push_back(modules());
     findings.push_back(remoteAccessLibrary());
     return findings;
