@@ -147,10 +147,10 @@ Finding modules() {
     }
     if (byVersion.size() == 1)
         return {"modules", Grade::well, "all of version " + byVersion.begin()->first};
-    std::vector<std::string> versions;
+    std::string versions;
     for (const auto& [version, names] : byVersion)
-        versions.push_back(fmt::format("{} {}", version, fmt::join(names, ", ")));
-    return {"modules", Grade::wrong, fmt::format("of different versions: {}", fmt::join(versions, "; ")),
+        versions += fmt::format("{}{} {}", versions.empty() ? "" : "; ", version, fmt::join(names, ", "));
+    return {"modules", Grade::wrong, "of different versions: " + versions,
             "install the program's files again, all of one version"};
 }
 
