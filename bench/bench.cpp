@@ -18,6 +18,11 @@ double now() {
 namespace {
 
 constexpr int batches = 201;
+constexpr char tableLine[] = "{:40}  {:32}  {:>6}  {:>6}  {:>6}  {:>5}\n";
+
+std::string figure(double value) {
+    return value == 0 ? "-" : fmt::format("{:.2f}", value);
+}
 
 double timed(int rounds, const std::function<void()>& work) {
     const double start = now();
@@ -57,8 +62,7 @@ int main(int count, char** arguments) {
         return 2;
     }
     if (!json)
-        fmt::print("{:40}  {:32}  {:>6}  {:>6}  {:>6}  {:>5}\n", "row", "against", "reach", "best", "median",
-                   "calls");
+        fmt::print(tableLine, "row", "against", "reach", "best", "median", "calls");
     measure(arguments[1], [json](const Row& row) {
         if (json)
             fmt::print(
@@ -66,8 +70,8 @@ int main(int count, char** arguments) {
                 "\"calls\": {}}}\n",
                 row.name, row.against, row.toReach, row.best, row.median, row.calls);
         else
-            fmt::print("{:40}  {:32}  {:6.2f}  {:6.2f}  {:6.2f}  {:5}\n", row.name, row.against, row.toReach,
-                       row.best, row.median, row.calls);
+            fmt::print(tableLine, row.name, row.against, figure(row.toReach), figure(row.best),
+                       figure(row.median), row.calls);
         std::fflush(stdout);
     });
     return 0;
