@@ -1,6 +1,5 @@
 // Loads Varnel.dll, and with it all modules that it needs, and says how many milliseconds that took.
 #include <windows.h>
-
 #include <stdio.h>
 
 int main(void) {

@@ -115,7 +115,7 @@ Row logRow(const std::string& folder) {
         lines.push_back(line + '\n');
     const HANDLE file =
         CreateFileA((folder + "\\lines").c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
-    const Row row = compared(
+    Row row = compared(
         fmt::format("dialUp at log level 3, {} lines", lines.size()), "level 0 and WriteFile", 1.5, 10,
         [] {
             LOG::level = 3;
@@ -159,6 +159,7 @@ double wakening(int diallers, const std::function<void()>& wait,
     for (int round = 0; round < 128 / diallers + 3; ++round) {
         std::vector<service::Held> all(static_cast<std::size_t>(diallers));
         std::vector<std::thread> threads;
+        threads.reserve(all.size());
         for (service::Held& one : all)
             threads.emplace_back([&one, &wait] {
                 service::held = &one;
@@ -226,6 +227,7 @@ DWORD handles() {
 double manyDials(int many) {
     const double start = now();
     std::vector<std::thread> threads;
+    threads.reserve(static_cast<std::size_t>(many));
     for (int i = 0; i < many; ++i)
         threads.emplace_back(
             [i] { VARNEL::dialUp(fmt::format("node{}", i), "secret", true, true, address); });
@@ -240,6 +242,7 @@ std::vector<Row> manyRows() {
     const SIZE_T memoryBefore = memory();
     const DWORD handlesBefore = handles();
     std::vector<double> ratios;
+    ratios.reserve(5);
     for (int batch = 0; batch < 5; ++batch)
         ratios.push_back(manyDials(256) / manyDials(1));
     std::ranges::sort(ratios);

@@ -121,7 +121,7 @@ void connect(DWORD count) {
     records.assign(std::size_t{count} * recordSize, 0);
     for (DWORD i = 0; i < count; ++i) {
         // The handle and the name stand at these places of a record.
-        std::memcpy(&records[i * recordSize + 4], &onlyConnection, sizeof onlyConnection);
+        std::memcpy(&records[i * recordSize + 4], &onlyConnection, sizeof(HRASCONN));
         std::snprintf(&records[i * recordSize + 12], RAS_MaxEntryName + 1,
                       i == 0 ? "node #0" : "visitor #%lu", i);
     }
