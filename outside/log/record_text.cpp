@@ -4,6 +4,7 @@
 
 #include <windows.h>
 
+#include <algorithm>
 #include <climits>
 #include <cstdio>
 #include <stdexcept>
@@ -66,6 +67,9 @@ std::string_view withoutLineEnd(std::string_view text) {
 
 std::string oneLine(const std::string& text) {
     const auto line = withoutLineEnd(text);
+    // As nearly every text is: nothing to spell out, and the same in all code pages.
+    if (std::ranges::all_of(line, [](char c) { return c >= ' ' && c <= '~'; }))
+        return std::string(line);
     auto wide = decoded(CP_UTF8, MB_ERR_INVALID_CHARS, line);
     if (wide.empty())
         wide = decoded(CP_ACP, 0, line);
