@@ -27,17 +27,20 @@ const HMODULE helper2 = GetModuleHandleW(L"Helper2.dll");
 
 // A service that is installed for a scope, with the image of one of the system's.
 struct Service {
-    explicit Service(const char* name, DWORD start = onDemand, DWORD type = program)
-        : handle(CreateServiceA(manager, name, nullptr, SERVICE_ALL_ACCESS, type, start, 0,
-                                "C:\\windows\\system32\\spoolsv.exe", nullptr, nullptr, nullptr, nullptr,
-                                nullptr)) {}
+    explicit Service(const char* name, DWORD start = onDemand, DWORD type = program) {
+        do // one of that name that was deleted goes with its last process
+            handle = CreateServiceA(manager, name, nullptr, SERVICE_ALL_ACCESS, type, start, 0,
+                                    "C:\\windows\\system32\\spoolsv.exe", nullptr, nullptr, nullptr, nullptr,
+                                    nullptr);
+        while (handle == nullptr && GetLastError() == ERROR_SERVICE_MARKED_FOR_DELETE);
+    }
     ~Service() {
         DeleteService(handle);
         CloseServiceHandle(handle);
     }
 
     static inline const SC_HANDLE manager = OpenSCManagerA(nullptr, nullptr, SC_MANAGER_ALL_ACCESS);
-    const SC_HANDLE handle;
+    SC_HANDLE handle;
 };
 
 DWORD startTypeOf(const Service& service) {
