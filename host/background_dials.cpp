@@ -15,22 +15,21 @@ bool hasEnded(const std::future<ExitCode>& end) {
 }
 
 // Takes the request over, so that the password goes with the dial's end.
-ExitCode dial(DialRequest request, Console& console) {
+ExitCode dial(DialRequest request, const Telling& telling) {
     try {
-        return tell(runDial(request), console);
+        return tell(runDial(request), telling);
     } catch (const std::exception& failure) {
-        console.message(fmt::format("{}: {}", request.id, failure.what()));
-        return ExitCode::failed;
+        return tellFault(ExitCode::failed, request.id + ": ", failure.what(), telling);
     }
 }
 
 } // namespace
 
-void BackgroundDials::begin(int line, DialRequest request, Console& console) {
-    auto end = std::async(std::launch::async, [request = std::move(request), &console]() mutable {
-        return dial(std::move(request), console);
+void BackgroundDials::begin(DialRequest request, const Telling& telling) {
+    auto end = std::async(std::launch::async, [request = std::move(request), telling]() mutable {
+        return dial(std::move(request), telling);
     });
-    dials.push_back({line, std::move(end)});
+    dials.push_back({telling.line, std::move(end)});
 }
 
 void BackgroundDials::wait(Console& console) const {

@@ -14,8 +14,8 @@ class BackgroundDials {
         ExitCode code;
     };
 
-    // Dials on a thread of its own, which tells the outcome on `console`.
-    void begin(int line, DialRequest request, Console& console);
+    // Dials on a thread of its own, which tells the outcome.
+    void begin(DialRequest request, const Telling& telling);
 
     // Blocks until all have ended.
     void wait(Console& console) const;

@@ -20,7 +20,7 @@ void Options::requiredWord(const std::string& name, std::string& value, const st
 }
 
 void Options::file(const std::string& name, const Take& take, const std::string& help) {
-    app.add_option_function<std::string>(name, take, help)->option_text("FILE");
+    app.add_option_function<std::string>(name, take, help)->type_name("FILE")->option_text("FILE");
 }
 
 void Options::number(const std::string& name, long& value, long least, long most, const std::string& help) {
@@ -39,10 +39,19 @@ void Options::ruleFlag(const std::string& name, const std::string& opposite, con
 
 namespace {
 
+constexpr const char* jsonFlag = "--json";
+
 std::string withoutLineEnds(std::string text) {
     while (text.ends_with('\n'))
         text.pop_back();
     return text;
+}
+
+// Only so that the parse takes it and the help tells of it: it is found before the parse, so that what is wrong
+// with the words is told in JSON too.
+void takeJson(CLI::App& app) {
+    app.add_flag_callback(
+        jsonFlag, [] {}, "Tell the outcome in JSON, errors too, and nothing else on standard output");
 }
 
 // The command that the parse meets puts its action into `chosen`.
@@ -52,26 +61,27 @@ void declareCommands(CLI::App& app, Commands commands, Action& chosen) {
     for (const Command* command : commands) {
         CLI::App* added = app.add_subcommand(command->name, command->summary)->group("Commands");
         added->footer(command->examples);
+        takeJson(*added);
         Options options(*added);
         added->callback([action = command->declare(options), &chosen] { chosen = action; });
     }
 }
 
 ExitCode usageError(const Context& context, const std::string& text) {
-    context.console.message(context.where + text);
-    return ExitCode::usage;
+    return tellFault(ExitCode::usage, context.where, text, context.telling);
 }
 
 ExitCode parseAndRun(CLI::App& app, std::vector<std::string> words, const Action& chosen, Context& context) {
+    context.telling.json = context.alwaysJson || std::ranges::count(words, jsonFlag) != 0;
     std::ranges::reverse(words); // as CLI11 wants them
     try {
         app.parse(std::move(words));
         return chosen(context);
     } catch (const CLI::CallForHelp&) {
-        context.console.result(withoutLineEnds(app.help()));
+        tellText("help", withoutLineEnds(app.help()), context.telling);
         return ExitCode::done;
     } catch (const CLI::CallForVersion& version) {
-        context.console.result(version.what());
+        tellText("version", version.what(), context.telling);
         return ExitCode::done;
     } catch (const CLI::ExtrasError& error) {
         if (app.get_subcommands().empty())
@@ -83,8 +93,7 @@ ExitCode parseAndRun(CLI::App& app, std::vector<std::string> words, const Action
     } catch (const UsageError& error) {
         return usageError(context, error.what());
     } catch (const std::exception& failure) {
-        context.console.message(context.where + failure.what());
-        return ExitCode::failed;
+        return tellFault(ExitCode::failed, context.where, failure.what(), context.telling);
     }
 }
 
@@ -99,6 +108,7 @@ ExitCode runProgramLine(const ProgramLine& program, std::vector<std::string> wor
     app.set_version_flag("--version", program.versions,
                          "Print the versions of the program and of the library, and exit");
     app.footer(program.help);
+    takeJson(app);
     Options options(app);
     program.declareOptions(options);
     Action chosen = program.withoutCommand;

@@ -34,7 +34,7 @@ const Command* findCommand(const std::string& name) {
 bool mayWorkTheComputer(Context& context, const Command& command) {
     const auto refuse = [&](const char* why, const char* advice) {
         tell({.exit = ExitCode::failed, .subject = command.name, .text = why, .advice = advice},
-             context.console);
+             context.telling);
         return false;
     };
     if (!hasAdministratorRights())

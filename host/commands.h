@@ -5,6 +5,7 @@
 #include "claim.h"
 #include "exit_code.h"
 #include "library.h"
+#include "outcome.h"
 
 #include <functional>
 #include <span>
@@ -23,11 +24,12 @@ struct Context {
     PasswordFrom passwordFrom;     // where a dial finds its password when no file is named
     std::string passwordFile = {}; // of the whole session; may be empty
     std::string where = {};        // begins a message about a wrong command: the script and line
-    int line = 0;
     bool inBackground = false;
     bool leaving = false; // the session is to end
     Library library = {};
-    Claim computer = {}; // from init on
+    Claim computer = {};     // from init on
+    bool alwaysJson = false; // of the whole session
+    Telling telling = {console};
 };
 
 using Action = std::function<ExitCode(Context&)>;

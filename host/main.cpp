@@ -30,10 +30,12 @@ Examples:
   varnel-host --log-file varnel.log --log-level 3 session morning.txt
 
 Exit codes:
-  0 done                     4 connecting failed
-  1 anything not named here  5 still connected
-  2 wrong usage              6 the remote-access service is not there
-  3 not confirmed in time    7 no such peer or connection
+  0 done                         6 the remote-access service
+  1 anything not named here      7 no such peer, connection, code or log
+  2 wrong usage                  8, 9 the doctor found something
+  3 nobody answers in time      10 busy here
+  4 refused, or no cause known  11 this computer
+  5 still connected
 
 Environment: TAVIK_WORKING_FOLDER, the folder with a folder for each peer;
 TAVIK_LOG_FILE, the log when --log-file names none.)";
@@ -75,13 +77,16 @@ ExitCode runProgram(Console& console, std::vector<std::string> words) {
         .versions = versions,
         .declareOptions = declareLogOptions,
         .begin = checkLogFile,
-        .withoutCommand = [](Context& context) { return runSession({}, context.console); }};
+        .withoutCommand = [](Context& context) {
+            return runSession({.json = context.telling.json}, context.console);
+        }};
     BackgroundDials background;
     Context context{.console = console,
                     .background = background,
                     .passwordFrom =
                         console.readsConsole() ? PasswordFrom::console : PasswordFrom::standardInput,
-                    .where = "varnel-host: "};
+                    .where = "varnel-host: ",
+                    .telling = {.console = console, .command = "varnel-host"}};
     return runProgramLine(program, std::move(words), context);
 }
 

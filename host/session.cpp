@@ -81,7 +81,8 @@ class Session {
                                                 .background = background,
                                                 .passwordFrom = lines.areTyped() ? PasswordFrom::console
                                                                                  : PasswordFrom::fileOnly,
-                                                .passwordFile = wishes.passwordFile} {}
+                                                .passwordFile = wishes.passwordFile,
+                                                .alwaysJson = wishes.json} {}
 
     ExitCode run() {
         if (lines.areTyped())
@@ -100,19 +101,21 @@ class Session {
 
   private:
     ExitCode runLine(const std::string& text) {
-        context.line = lines.lineNumber();
-        context.where = lines.place(context.line);
-        if (!lines.areTyped())
+        context.where = lines.place(lines.lineNumber());
+        context.telling.json = options.json;
+        context.telling.command.clear();
+        context.telling.line = lines.lineNumber();
+        if (!lines.areTyped() && !options.json)
             context.console.result((isCommand(text) ? "> " : "") + text);
         try {
             return isCommand(text) ? runCommand(parseLine(text)) : ExitCode::done;
         } catch (const UsageError& error) {
-            context.console.message(context.where + error.what());
-            return ExitCode::usage;
+            return tellFault(ExitCode::usage, context.where, error.what(), context.telling);
         }
     }
 
     ExitCode runCommand(const SessionLine& line) {
+        context.telling.command = line.words.empty() ? "&" : line.words.front();
         checkCommand(line);
         context.inBackground = line.inBackground;
         return runSessionLine(line.words, context);

@@ -11,6 +11,7 @@ struct SessionOptions {
     std::string script = {}; // empty: the console, or standard input when that is no console
     std::string passwordFile = {};
     bool stopOnError = false;
+    bool json = false; // each outcome, and no line that is run
 };
 
 // Runs the session to its end, that of its background dials included.

@@ -3,7 +3,6 @@
 #include "bundle/zip.h"
 #include "command_line.h"
 #include "commands.h"
-#include "console.h"
 #include "doctor/doctor.h"
 #include "log/clues.h"
 #include "log/log_files.h"
@@ -194,13 +193,14 @@ ExitCode bundle(const std::string& name, Context& context) {
         fill(zip);
     } catch (const std::runtime_error& failure) {
         fs::remove(file, unknown);
-        context.console.message(fmt::format("bundle: \"{}\" is not made: {}", name, failure.what()));
-        return ExitCode::failed;
+        return tellFault(ExitCode::failed,
+                         "bundle: ", fmt::format("\"{}\" is not made: {}", name, failure.what()),
+                         context.telling);
     }
-    context.console.result(
-        fmt::format("bundle: {}, {} KB; its README.txt says what is in it and what was left out", name,
-                    (fs::file_size(file, unknown) + 1023) / 1024));
-    return ExitCode::done;
+    return tell({ExitCode::done, "bundle",
+                 fmt::format("{}, {} KB; its README.txt says what is in it and what was left out", name,
+                             (fs::file_size(file, unknown) + 1023) / 1024)},
+                context.telling);
 }
 
 Action declare(Options& options) {

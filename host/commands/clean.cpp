@@ -36,7 +36,7 @@ ExitCode clean(Context& context) {
     }
     return tell(onlyDials ? Outcome{ExitCode::done, "clean", "done, nothing hung up after init --only-client"}
                           : whatStayed("clean", "done", context.console),
-                context.console);
+                context.telling);
 }
 
 constexpr const char* examples =

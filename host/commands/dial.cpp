@@ -54,34 +54,35 @@ DialRequest requestFrom(const DialArguments& arguments, const Context& context) 
 // Why there is nothing to dial. Dialled once more, a connected peer would need as many hang-ups.
 std::optional<Outcome> reasonNotTo(DialRequest& request, Context& context) {
     if (!request.claim.take(dialOf(request.id)))
-        return Outcome{ExitCode::failed, request.id, "not dialled: it is being dialled already"};
+        return failure(request.id, "not dialled: it is being dialled already", Cause::busyHere);
     const Connections connections = activeConnections();
     if (const auto place = connections.placeOf(request.id))
-        return Outcome{ExitCode::done, request.id,
-                       fmt::format("connected already, entry \"{}\"; nothing was dialled",
-                                   utf8FromAnsi(connections.list[*place].entry))};
+        return Outcome{.exit = ExitCode::done,
+                       .subject = request.id,
+                       .text = "connected already, nothing was dialled",
+                       .entry = utf8FromAnsi(connections.list[*place].entry)};
     if (!context.library.initForDialling(context.console))
-        return Outcome{ExitCode::serviceMissing, request.id,
-                       "not dialled: a service that dialling needs cannot be enabled"};
+        return failure(request.id, "not dialled: a service that dialling needs cannot be enabled",
+                       Cause::service);
     return std::nullopt;
 }
 
 ExitCode dial(const DialArguments& arguments, Context& context) {
     DialRequest request = requestFrom(arguments, context);
     if (const auto outcome = reasonNotTo(request, context))
-        return tell(*outcome, context.console);
+        return tell(*outcome, context.telling);
     request.madeFolder = makeFolder(request.id);
     const std::string what = fmt::format("{}: dialling {}", arguments.id, arguments.address);
     if (context.inBackground) {
         context.console.message(what);
-        context.background.begin(context.line, std::move(request), context.console);
+        context.background.begin(std::move(request), context.telling);
         return ExitCode::done;
     }
     const Outcome outcome = [&] {
         const ProgressLine progress(context.console, what);
         return runDial(request);
     }();
-    return tell(outcome, context.console);
+    return tell(outcome, context.telling);
 }
 
 Action declare(Options& options) {
@@ -108,8 +109,9 @@ Examples:
   varnel-host dial node7 10.0.0.7
   varnel-host dial node7 10.0.0.7 --password-file node7.password
 
-Exit codes: 0 connected, 2 wrong arguments, 3 not confirmed after the wait,
-4 not connected, 6 the remote-access service is not there, 1 anything else)";
+Exit codes: 0 connected, 2 wrong arguments; by the cause of a failure 3 nobody
+answers (or no end in time), 4 refused, or no cause is known, 6 the remote-access
+service, 10 busy here, 11 this computer; 1 anything else)";
 
 } // namespace
 

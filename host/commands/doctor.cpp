@@ -7,17 +7,16 @@
 #include "usage_error.h"
 
 #include <fmt/format.h>
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <memory>
-#include <nlohmann/json.hpp>
 
 namespace {
 
 struct DoctorArguments {
     std::string id;
     std::string address;
-    bool json = false;
 };
 
 Findings examine(const DoctorArguments& arguments) {
@@ -56,8 +55,8 @@ ExitCode exitCodeOf(Grade grade) {
 
 ExitCode doctor(const DoctorArguments& arguments, Context& context) {
     const Findings findings = examine(arguments);
-    if (arguments.json)
-        context.console.result(jsonOf(findings).dump());
+    if (context.telling.json)
+        tellJson(jsonOf(findings), context.telling);
     else
         show(findings, context.console);
     return exitCodeOf(worstOf(findings));
@@ -67,7 +66,6 @@ Action declare(Options& options) {
     const auto arguments = std::make_shared<DoctorArguments>();
     options.word("ID", arguments->id, "A peer, to look at the way to it too");
     options.word("ADDRESS", arguments->address, "The IPv4 address of that peer's server");
-    options.flag("--json", arguments->json, "Tell it as one JSON object");
     return [arguments](Context& context) { return doctor(*arguments, context); };
 }
 

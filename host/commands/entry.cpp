@@ -15,11 +15,14 @@ Outcome entryOf(const std::string& id) {
         return failure(id, "entry unknown", connections.error);
     if (!place)
         return {ExitCode::notFound, id, "no entry: it is not connected"};
-    return {ExitCode::done, id, fmt::format("entry \"{}\"", utf8FromAnsi(connections.list[*place].entry))};
+    return {.exit = ExitCode::done,
+            .subject = id,
+            .text = "",
+            .entry = utf8FromAnsi(connections.list[*place].entry)};
 }
 
 ExitCode showEntry(const std::string& id, Context& context) {
-    return tell(entryOf(id), context.console);
+    return tell(entryOf(id), context.telling);
 }
 
 constexpr const char* examples =

@@ -6,16 +6,15 @@
 #include "usage_error.h"
 
 #include <fmt/format.h>
+#include <nlohmann/json.hpp>
 
 #include <memory>
-#include <nlohmann/json.hpp>
 
 namespace {
 
 struct ExplainArguments {
     std::string code;
     std::string language;
-    bool json = false;
 };
 
 Language languageFrom(const std::string& text) {
@@ -49,11 +48,14 @@ void show(std::uint32_t code, const Explanation& found, Language language, Conso
     console.result(fmt::format("  {}: {}", label.toTry, found.advice));
 }
 
-void showJson(std::uint32_t code, const Explanation& found, Console& console) {
-    nlohmann::ordered_json object = {{"code", code}, {"name", found.name}, {"meaning", found.meaning}};
-    if (!found.meaning.empty())
-        object.update({{"class", wordOf(causeOf(code))}, {"causes", found.causes}, {"advice", found.advice}});
-    console.result(object.dump());
+nlohmann::ordered_json jsonOf(std::uint32_t code, const Explanation& found) {
+    const bool isKnown = !found.meaning.empty();
+    return {{"code", code},
+            {"name", found.name},
+            {"meaning", found.meaning},
+            {"class", wordOf(isKnown ? causeOf(code) : Cause::none)},
+            {"causes", isKnown ? found.causes : ""},
+            {"advice", isKnown ? found.advice : ""}};
 }
 
 ExitCode explain(const ExplainArguments& arguments, Context& context) {
@@ -65,8 +67,8 @@ ExitCode explain(const ExplainArguments& arguments, Context& context) {
                         arguments.code));
     const Language language = languageFrom(arguments.language);
     const Explanation found = ::explain(*code, language);
-    if (arguments.json)
-        showJson(*code, found, context.console);
+    if (context.telling.json)
+        tellJson(jsonOf(*code, found), context.telling);
     else
         show(*code, found, language, context.console);
     return found.meaning.empty() ? ExitCode::notFound : ExitCode::done;
@@ -76,7 +78,6 @@ Action declare(Options& options) {
     const auto arguments = std::make_shared<ExplainArguments>();
     options.requiredWord("CODE", arguments->code, "The code: a number, or its symbolic name");
     options.word("--language", arguments->language, "en or zh; that of the system without it");
-    options.flag("--json", arguments->json, "Tell it as one JSON object");
     return [arguments](Context& context) { return explain(*arguments, context); };
 }
 

@@ -22,7 +22,7 @@ Outcome forgetPeer(const std::string& id) {
     if (!isKnown(id))
         return {ExitCode::notFound, id, "not known: it has no folder in the working folder"};
     if (!dial.take(dialOf(id)))
-        return {ExitCode::failed, id, "not forgotten: it is being dialled"};
+        return failure(id, "not forgotten: it is being dialled", Cause::busyHere);
     if (activeConnections().has(id))
         return {.exit = ExitCode::notHungUp,
                 .subject = id,
@@ -34,7 +34,7 @@ Outcome forgetPeer(const std::string& id) {
 }
 
 ExitCode forget(const std::string& id, Context& context) {
-    return tell(forgetPeer(id), context.console);
+    return tell(forgetPeer(id), context.telling);
 }
 
 constexpr const char* examples =
@@ -45,7 +45,7 @@ Example:
   varnel-host forget nodd7
 
 Exit codes: 0 forgotten, 2 wrong arguments, 5 still connected, 7 no such peer,
-1 anything else)";
+10 it is being dialled, 1 anything else)";
 
 } // namespace
 

@@ -35,15 +35,15 @@ Outcome outcomeOf(const std::string& id, const HangUp& hungUp) {
 ExitCode hangUpPeer(const std::string& id, Context& context) {
     const Connections connections = activeConnections();
     if (connections.error != 0)
-        return tell(failure(id, "not hung up", connections.error), context.console);
+        return tell(failure(id, "not hung up", connections.error), context.telling);
     if (!connections.has(id))
-        return tell({ExitCode::notFound, id, "nothing to hang up: it is not connected"}, context.console);
+        return tell({ExitCode::notFound, id, "nothing to hang up: it is not connected"}, context.telling);
     context.library.initForDialling(context.console);
     const HangUp hungUp = [&] {
         const ProgressLine progress(context.console, id + ": hanging up");
         return hangUp(id);
     }();
-    return tell(outcomeOf(id, hungUp), context.console);
+    return tell(outcomeOf(id, hungUp), context.telling);
 }
 
 constexpr const char* examples =

@@ -21,23 +21,24 @@ ExitCode quit(Context& context) {
     return ExitCode::done;
 }
 
-ExitCode help(const std::string& topic, Console& console) {
-    if (topic.empty()) {
-        for (const Command* command : sessionCommands())
-            console.result(fmt::format("  {:8} {}", command->name, command->summary));
-        console.result("A line that begins with # is a comment. \"help COMMAND\" tells more of a command.");
-        return ExitCode::done;
-    }
-    if (findCommand(topic) == nullptr)
+std::string listOfCommands() {
+    std::string list;
+    for (const Command* command : sessionCommands())
+        list += fmt::format("  {:8} {}\n", command->name, command->summary);
+    return list + "A line that begins with # is a comment. \"help COMMAND\" tells more of a command.";
+}
+
+ExitCode help(const std::string& topic, const Telling& telling) {
+    if (!topic.empty() && findCommand(topic) == nullptr)
         throw UsageError(fmt::format("there is no command \"{}\"; help lists them", topic));
-    console.result(helpOn(topic));
+    tellText("help", topic.empty() ? listOfCommands() : helpOn(topic), telling);
     return ExitCode::done;
 }
 
 Action declareHelp(Options& options) {
     const auto topic = std::make_shared<std::string>();
     options.word("COMMAND", *topic, "The command to tell more of");
-    return [topic](Context& context) { return help(*topic, context.console); };
+    return [topic](Context& context) { return help(*topic, context.telling); };
 }
 
 } // namespace

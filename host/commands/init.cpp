@@ -39,7 +39,7 @@ Outcome outcomeOf(const Library::Wishes& wishes, bool prepared, double seconds, 
         return fmt::format("the computer is {}prepared, {:.1f} s", state, seconds);
     };
     if (const std::string missing = missingService(); !missing.empty())
-        return {ExitCode::serviceMissing, "init", fmt::format("{}: {}", text("not "), missing)};
+        return failure("init", fmt::format("{}: {}", text("not "), missing), Cause::service);
     if (const unsigned long error = activeConnections().error)
         return failure("init", text("not "), error);
     if (!prepared)
@@ -62,7 +62,7 @@ ExitCode init(const Library::Wishes& wishes, Context& context) {
     }();
     const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
     tellWhatIsLeftOut(wishes, context.console);
-    return tell(outcomeOf(wishes, prepared, elapsed.count(), context.console), context.console);
+    return tell(outcomeOf(wishes, prepared, elapsed.count(), context.console), context.telling);
 }
 
 Action declare(Options& options) {

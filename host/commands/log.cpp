@@ -30,7 +30,7 @@ struct LogArguments {
     std::string since, until;
     bool follow = false;
     bool lastFailed = false;
-    bool json = false;
+    bool json = false;       // as the context says
     std::string page, trace; // files to be written
 };
 
@@ -166,7 +166,8 @@ void show(const LogArguments& arguments, const std::vector<std::size_t>& numbers
     printer.line("]}");
 }
 
-ExitCode showDials(const LogArguments& arguments, const std::filesystem::path& log, Console& console) {
+ExitCode showDials(const LogArguments& arguments, const std::filesystem::path& log, const Telling& telling) {
+    Console& console = telling.console;
     logs::LogReader reader(log);
     logs::DialReader dialReader;
     reader.readAll([&](const logs::Record& record) { dialReader.take(record); });
@@ -174,8 +175,9 @@ ExitCode showDials(const LogArguments& arguments, const std::filesystem::path& l
     tellUnreadable(reader, console);
     const std::vector<std::size_t> numbers = wantedDials(arguments, dials);
     if (numbers.empty() && !(arguments.what == "dials" && arguments.json)) {
-        console.message(fmt::format("log: no such dial among the {} in {}", dials.size(), nameOf(log)));
-        return ExitCode::notFound;
+        return tellFault(ExitCode::notFound,
+                         "log: ", fmt::format("no such dial among the {} in {}", dials.size(), nameOf(log)),
+                         telling);
     }
     if (!arguments.page.empty())
         writePage(utf82unicode(arguments.page), numbers, dials, reader);
@@ -215,18 +217,20 @@ void checkArguments(LogArguments& arguments) {
 }
 
 ExitCode readLog(LogArguments arguments, Context& context) {
+    arguments.json = context.telling.json;
     checkArguments(arguments);
     const std::filesystem::path log = logs::usualLog();
     if (!log.empty() && logs::namedLog().empty())
         context.console.message("log: " + nameOf(log));
     if (log.empty() || (logs::filesOf(log).empty() && !arguments.follow)) {
-        context.console.message(log.empty() ? "log: there is none; name it with --log-file"
-                                            : fmt::format("log: there is no {}", nameOf(log)));
-        return ExitCode::notFound;
+        return tellFault(ExitCode::notFound, "log: ",
+                         log.empty() ? "there is none; name it with --log-file"
+                                     : fmt::format("there is no {}", nameOf(log)),
+                         context.telling);
     }
     if (arguments.what == "records")
         return showRecords(arguments, log, context.console);
-    return showDials(arguments, log, context.console);
+    return showDials(arguments, log, context.telling);
 }
 
 Action declareLog(Options& options) {
@@ -240,7 +244,6 @@ Action declareLog(Options& options) {
     options.word("--thread", arguments->filter.thread, "Only of this thread, or process/thread");
     options.flag("--follow", arguments->follow, "Show the records that come from now on, until Ctrl+C");
     options.flag("--last-failed", arguments->lastFailed, "The last dial that did not connect");
-    options.flag("--json", arguments->json, "As JSON");
     options.file(
         "--html", [arguments](const std::string& file) { arguments->page = file; },
         "Write the dials as a page for a browser");

@@ -2,6 +2,7 @@
 
 #include "command_line.h"
 #include "commands.h"
+#include "password.h"
 
 #include <memory>
 
@@ -15,7 +16,12 @@ Action declare(Options& options) {
         "The password of dials that name no file themselves");
     options.flag("--stop-on-error", wishes->stopOnError, "Read no further line once a command has failed");
     options.ruleFlag("--keep-going", "--stop-on-error", "Read on after a failed command, which is the rule");
-    return [wishes](Context& context) { return runSession(*wishes, context.console); };
+    return [wishes](Context& context) {
+        wishes->json = context.telling.json;
+        if (!wishes->passwordFile.empty())
+            passwordFromFile(wishes->passwordFile); // or it throws before the first line runs
+        return runSession(*wishes, context.console);
+    };
 }
 
 constexpr const char* examples =

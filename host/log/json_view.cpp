@@ -58,6 +58,7 @@ Json dialJson(std::size_t number, const std::vector<Dial>& dials) {
                  {"outcome", nameOf(dial.outcome)},
                  {"code", dial.code},
                  {"name", dial.code == 0 ? std::string() : explain(dial.code, Language::english).name},
+                 {"class", wordOf(causeOf(codeOfCauses(dial)))},
                  {"endedIn", dial.endedIn ? Json(nameOf(*dial.endedIn)) : Json()},
                  {"redialled", dial.redialled},
                  {"tries", dial.tries},

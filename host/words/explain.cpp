@@ -22,13 +22,15 @@ struct Text {
 
 struct Kind {
     Cause cause;
+    Phase phase;
     Text causes;
     Text advice;
 };
 
 namespace kinds {
-#define KIND(name, cause, causes, advice, causesInChinese, adviceInChinese)                                  \
-    constexpr Kind name = {Cause::cause, {{causes, causesInChinese}}, {{advice, adviceInChinese}}};
+#define KIND(name, cause, phase, causes, advice, causesInChinese, adviceInChinese)                           \
+    constexpr Kind name = {                                                                                  \
+        Cause::cause, Phase::phase, {{causes, causesInChinese}}, {{advice, adviceInChinese}}};
 #include "words/kinds.inc"
 #undef KIND
 } // namespace kinds
@@ -63,12 +65,13 @@ constexpr Name causeNames[] = {
 };
 
 constexpr Name phaseNames[] = {
-    {"none", {{"before the dial", "拨号之前"}}},
+    {"entry", {{"before the dial", "拨号之前"}}},
     {"port", {{"port", "端口"}}},
     {"connection", {{"connection to the server", "连接服务器"}}},
     {"authentication", {{"authentication", "身份验证"}}},
     {"link", {{"agreeing on the link", "协商链路"}}},
     {"confirmation", {{"confirmation", "确认"}}},
+    {"unknown", {{"an unknown phase", "未知阶段"}}},
 };
 
 // Windows' codes come as results of COM, too.
@@ -109,6 +112,10 @@ Explanation explain(std::uint32_t code, Language language) {
 
 Cause causeOf(std::uint32_t code) {
     return kindOf(code).cause;
+}
+
+Phase phaseOf(std::uint32_t code) {
+    return kindOf(code).phase;
 }
 
 bool tellsOfMissingService(std::uint32_t code) {

@@ -14,8 +14,8 @@ Language systemLanguage();
 // Who has to put a failure right, or where to look for it.
 enum class Cause { none, nobodyAnswers, refused, busyHere, service, computer };
 
-// How far a dial came.
-enum class Phase { none, port, connection, authentication, link, confirmation };
+// How far a dial came, as the log names it; its entry comes before the dial.
+enum class Phase { entry, port, connection, authentication, link, confirmation, unknown };
 
 struct Explanation {
     std::string name;    // symbolic; empty when it is not known
@@ -27,6 +27,9 @@ struct Explanation {
 // The codes of RAS, of Windows and of the library. Texts are UTF-8.
 Explanation explain(std::uint32_t code, Language language);
 Cause causeOf(std::uint32_t code);
+
+// The phase that a dial ends in with the code. Most codes can come in several: unknown.
+Phase phaseOf(std::uint32_t code);
 
 // Whether a service that dialling needs is disabled, stopped or not there.
 bool tellsOfMissingService(std::uint32_t code);
