@@ -48,8 +48,8 @@ ran in the same session before, or while they are connected. After "init
 Example:
   varnel-host clean
 
-Exit codes: 0 done, 2 wrong arguments, 5 a peer is still connected, 6 the
-remote-access service is not there, 1 anything else)";
+Exit codes: 0 done, 2 wrong arguments, 5 a peer is still connected, for an
+error as with "dial", 1 anything else)";
 
 } // namespace
 

@@ -31,8 +31,8 @@ constexpr const char* examples =
 Example:
   varnel-host entry node7
 
-Exit codes: 0 found, 2 wrong arguments, 6 the remote-access service is not there,
-7 not connected, 1 anything else)";
+Exit codes: 0 found, 2 wrong arguments, 7 not connected; for an
+error as with "dial")";
 
 } // namespace
 

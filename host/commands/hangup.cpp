@@ -54,8 +54,8 @@ connections.
 Example:
   varnel-host hangup node7
 
-Exit codes: 0 hung up, 2 wrong arguments, 5 still connected, 6 the remote-access
-service is not there, 7 not connected, 1 anything else)";
+Exit codes: 0 hung up, 2 wrong arguments, 5 still connected, 7 not
+connected, 1 its phonebook stays; for an error as with "dial")";
 
 } // namespace
 

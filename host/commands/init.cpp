@@ -90,8 +90,8 @@ Example:
   varnel-host init
 
 Exit codes: 0 prepared, 2 wrong arguments, 5 prepared but a known peer is still
-connected, 6 the remote-access service is not there, 1 not prepared; the message
-says what to put right)";
+connected, 6 the remote-access service is not there, 1 not prepared, or for an
+error as with "dial"; the message says what to put right)";
 
 } // namespace
 

@@ -161,8 +161,8 @@ drivers and the ports of the miniports. Changes nothing.
 Example:
   varnel-host status
 
-Exit codes: 0 told, 6 the remote-access service is not there, 1 the working
-folder cannot be read)";
+Exit codes: 0 told, 1 the working folder cannot be read; for an error as with
+"dial")";
 
 } // namespace
 
