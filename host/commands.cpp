@@ -6,13 +6,13 @@
 
 namespace {
 
-constexpr const Command* common[] = {&dialCommand,   &hangUpCommand,  &entryCommand, &forgetCommand,
-                                     &initCommand,   &statusCommand,  &cleanCommand, &logCommand,
-                                     &doctorCommand, &explainCommand, &bundleCommand};
-constexpr const Command* inSession[] = {&dialCommand,   &hangUpCommand,  &entryCommand,  &forgetCommand,
-                                        &initCommand,   &statusCommand,  &cleanCommand,  &logCommand,
-                                        &doctorCommand, &explainCommand, &bundleCommand, &waitCommand,
-                                        &helpCommand,   &quitCommand};
+constexpr const Command* common[] = {&dialCommand, &hangUpCommand, &entryCommand,   &forgetCommand,
+                                     &initCommand, &statusCommand, &watchCommand,   &cleanCommand,
+                                     &logCommand,  &doctorCommand, &explainCommand, &bundleCommand};
+constexpr const Command* inSession[] = {&dialCommand, &hangUpCommand, &entryCommand,   &forgetCommand,
+                                        &initCommand, &statusCommand, &watchCommand,   &cleanCommand,
+                                        &logCommand,  &doctorCommand, &explainCommand, &bundleCommand,
+                                        &waitCommand, &helpCommand,   &quitCommand};
 
 } // namespace
 

@@ -49,6 +49,7 @@ extern const Command entryCommand;
 extern const Command forgetCommand;
 extern const Command initCommand;
 extern const Command statusCommand;
+extern const Command watchCommand;
 extern const Command cleanCommand;
 extern const Command logCommand;
 extern const Command doctorCommand;

@@ -117,7 +117,7 @@ void tellPhase(Outcome& outcome, const std::optional<logs::Dial>& logged) {
 } // namespace
 
 Outcome runDial(const DialRequest& request) {
-    const Uninterruptible running;
+    const Dialling running(request.id);
     LoggedDial logged;
     const auto start = std::chrono::steady_clock::now();
     const DWORD code = VARNEL::dialUp(request.id, request.password.text(), request.usePublicPhoneBook,

@@ -1,9 +1,12 @@
 #include "background_dials.h"
 #include "command_line.h"
 #include "commands.h"
+#include "connections.h"
 #include "console.h"
+#include "hanging_up.h"
 #include "interruption.h"
 #include "log_file.h"
+#include "outcome.h"
 #include "outside/Helper.h"
 #include "outside/Log.h"
 #include "session.h"
@@ -14,6 +17,7 @@
 #include <windows.h>
 
 #include <exception>
+#include <set>
 #include <utility>
 #include <vector>
 
@@ -68,6 +72,27 @@ void declareLogOptions(Options& options) {
         "Log into this file; - is standard error");
 }
 
+// Hangs up what this run has dialled if a person wanted that after Ctrl+C.
+ExitCode leave(ExitCode code, const Telling& telling) {
+    const std::set<std::string> peers = peersToHangUp();
+    if (peers.empty())
+        return code;
+    const Connections before = activeConnections();
+    {
+        const ProgressLine progress(telling.console, "hanging up");
+        hangUpAll(peers);
+    }
+    const Connections left = activeConnections();
+    for (const std::string& id : peers)
+        if (left.error != 0)
+            code = tell(failure(id, "not surely hung up", left.error), telling);
+        else if (left.has(id))
+            code = tell({ExitCode::notHungUp, id, "still connected"}, telling);
+        else if (before.has(id))
+            code = tell({ExitCode::failed, id, "hung up"}, telling);
+    return code;
+}
+
 ExitCode runProgram(Console& console, std::vector<std::string> words) {
     const ProgramLine program = {
         .name = "varnel-host",
@@ -87,7 +112,8 @@ ExitCode runProgram(Console& console, std::vector<std::string> words) {
                         console.readsConsole() ? PasswordFrom::console : PasswordFrom::standardInput,
                     .where = "varnel-host: ",
                     .telling = {.console = console, .command = "varnel-host"}};
-    return runProgramLine(program, std::move(words), context);
+    const ExitCode code = runProgramLine(program, std::move(words), context);
+    return leave(code, context.telling);
 }
 
 } // namespace

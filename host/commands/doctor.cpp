@@ -30,9 +30,22 @@ Findings examine(const DoctorArguments& arguments) {
     return findings;
 }
 
+Tone toneOf(Grade grade) {
+    switch (grade) {
+    case Grade::wrong:
+        return Tone::bad;
+    case Grade::doubtful:
+        return Tone::doubtful;
+    case Grade::well:
+        break;
+    }
+    return Tone::good;
+}
+
 void show(const Findings& findings, Console& console) {
     for (const Finding& finding : findings) {
-        console.result(fmt::format("{:<9} {}: {}", wordOf(finding.grade), finding.subject, finding.found));
+        console.result({{fmt::format("{:<9}", wordOf(finding.grade)), toneOf(finding.grade)},
+                        {fmt::format(" {}: {}", finding.subject, finding.found)}});
         if (!finding.advice.empty())
             console.result(fmt::format("{:<9}   {}", "", finding.advice));
     }
