@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <future>
 #include <mutex>
+#include <string>
 
 namespace {
 
@@ -37,18 +38,14 @@ std::future<bool> hangUpAnswer;
     std::abort();
 }
 
-// On a thread of its own, since no further Ctrl+C comes while this one is being handled. False where there is
-// nothing to ask, or nobody.
-bool asksWhetherToHangUp() {
+// Where there is somebody to ask. On a thread of its own, since no further Ctrl+C comes while this one is being
+// handled; a reading of the console that Ctrl+C is to end must have ended.
+void askWhetherToHangUp() {
     const std::lock_guard hold(dialsLock);
-    if (dials == 0 || !screen->readsConsole() || !screen->showsProgress())
-        return false;
-    hangUpAnswer = std::async(std::launch::async, [] {
-        return screen->agrees(
-            "\nA dial cannot be interrupted: leaving after it. Ctrl+C once more leaves at once, "
-            "and the service dials on.\nHang up then what was dialled here (y or n)? ");
-    });
-    return true;
+    if (dials > 0 && screen->readsConsole() && screen->showsProgress())
+        hangUpAnswer = std::async(std::launch::async, [] {
+            return screen->agrees("Hang up then what was dialled here (y or n)? ");
+        });
 }
 
 BOOL WINAPI onControl(DWORD event) {
@@ -62,11 +59,10 @@ BOOL WINAPI onControl(DWORD event) {
     }
     if (running == 0 || again)
         leave();
-    if (asksWhetherToHangUp())
-        return TRUE;
     screen->ask(std::string(readingConsole ? "\n" : "") +
                 "A dial or hang-up cannot be interrupted: leaving after it. "
                 "Ctrl+C once more leaves at once, and the service dials on.\n");
+    askWhetherToHangUp();
     return TRUE;
 }
 
