@@ -123,6 +123,8 @@ void rewrite(const fs::path& text, const std::vector<Step>& steps) {
                 file << line << '\n';
 }
 
+constexpr int notStarted = 9009; // cmd.exe's code
+
 // Any other command is one of cmd.exe, which inherits this program's streams: files beside the place.
 Lines run(const Step& step) {
     const std::string command = step.line.substr(2);
@@ -135,15 +137,15 @@ Lines run(const Step& step) {
     for (const std::string& line : step.typed)
         typed << line.substr(2) << "\r\n";
     typed.close();
-    if (!std::freopen("..\\typed", "rb", stdin) || !std::freopen("..\\output", "wb", stdout) ||
-        !std::freopen("..\\messages", "wb", stderr))
-        throw std::runtime_error("the files beside the situation's folder cannot be opened");
-    // Under load Wine at times fails to start a shell, of which errno tells.
     int exitCode = 0;
     for (int tries = 3; tries > 0; --tries) {
+        if (!std::freopen("..\\typed", "rb", stdin) || !std::freopen("..\\output", "wb", stdout) ||
+            !std::freopen("..\\messages", "wb", stderr))
+            throw std::runtime_error("the files beside the situation's folder cannot be opened");
         errno = 0;
         exitCode = _wsystem(utf82unicode(command).c_str());
-        if (exitCode != -1 || errno == 0)
+        // Under load Wine at times fails to start a program: the shell, or what the shell is to start.
+        if ((exitCode != -1 || errno == 0) && exitCode != notStarted)
             break;
     }
     Lines came;
