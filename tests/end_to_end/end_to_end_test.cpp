@@ -239,7 +239,7 @@ class Player {
 
 } // namespace
 
-int main(int count, char** arguments) {
+int main(int count, char** arguments) { // NOLINT(bugprone-exception-escape): that ends the program
     Lines words(arguments + 1, arguments + count);
     if (words.at(0) == "stays-loaded")
         return staysLoaded(words.at(1));

@@ -70,8 +70,9 @@ class LogCopy {
         std::ofstream(folder / "Log.ini") << "[log]\n" << settings;
         useFile(file);
         module = LoadLibraryW((folder / "Log.dll").c_str());
-        const auto find = [this]<class Function>(Function*& function, const char* name) {
-            function = reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(module, name)));
+        const auto find = [this](auto*& function, const char* name) {
+            using Pointer = std::remove_reference_t<decltype(function)>;
+            function = reinterpret_cast<Pointer>(reinterpret_cast<void*>(GetProcAddress(module, name)));
         };
         find(print, "_ZN3LOG5printEiPKclS1_z");
         find(prints, "_ZN3LOG6printsEiPKclRKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE");

@@ -37,7 +37,7 @@ std::string imageAt(LPCVOID bytes, DWORD size) {
     return "other bytes";
 }
 
-void answerForFiles() {
+void answerForWorkingFolder() {
     static std::vector<std::string> listing; // what is still to be found in the working folder
     on<"FindNextFileA">([](HANDLE, LPWIN32_FIND_DATAA found) {
         SetLastError(ERROR_NO_MORE_FILES);
@@ -59,6 +59,9 @@ void answerForFiles() {
         SetLastError(ERROR_PATH_NOT_FOUND);
         return INVALID_HANDLE_VALUE;
     });
+}
+
+void answerForFiles() {
     on<"IsFileExist">([](const std::string& path) {
         return facts().has("file " + path) || !facts().endings("entry " + path + " ").empty();
     });
@@ -141,6 +144,7 @@ void answerForSystem() {
     always<"FindClose", "FreeLibrary", "CloseServiceHandle">(TRUE);
     always<"RegCloseKey", "closesocket", "MprAdminServerDisconnect", "MprConfigServerDisconnect">(0);
     answerForWaiting();
+    answerForWorkingFolder();
     answerForFiles();
 }
 
