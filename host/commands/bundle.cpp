@@ -42,6 +42,11 @@ std::string bytesOf(const fs::path& file) {
     return {std::istreambuf_iterator<char>(stream), {}};
 }
 
+// Whatever bytes the texts have that came from elsewhere.
+std::string pageOf(const nlohmann::ordered_json& json) {
+    return json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+}
+
 fs::path moduleFile(const wchar_t* name) {
     wchar_t path[MAX_PATH] = L"";
     GetModuleFileNameW(GetModuleHandleW(name), path, MAX_PATH);
@@ -106,12 +111,13 @@ std::size_t addPhonebooks(ZipWriter& zip, std::size_t& leftOut) {
 
 void addSettings(ZipWriter& zip, const fs::path& log, std::size_t& leftOut) {
     const fs::path ini = moduleFile(L"Log.dll").replace_filename(L"Log.ini");
-    const nlohmann::ordered_json settings = {{"versions", versions()},
-                                             {"workingFolder", utf8FromAnsi(GetWorkingPath())},
-                                             {"log", utf8(log)},
-                                             {"logLevel", LOG::level},
-                                             {"Log.ini", logSettingsWithoutSecrets(bytesOf(ini), leftOut)}};
-    zip.add("settings.json", settings.dump(2));
+    const nlohmann::ordered_json settings = {
+        {"versions", versions()},
+        {"workingFolder", utf8FromAnsi(GetWorkingPath())},
+        {"log", utf8(log)},
+        {"logLevel", LOG::level},
+        {"Log.ini", logSettingsWithoutSecrets(utf8FromAnsi(bytesOf(ini)), leftOut)}};
+    zip.add("settings.json", pageOf(settings));
 }
 
 void addReplay(ZipWriter& zip, const std::vector<logs::Dial>& dials) {
@@ -177,7 +183,7 @@ void fill(ZipWriter& zip) {
     const auto dials = addLog(zip, log, leftOut.records);
     const std::size_t phonebooks = addPhonebooks(zip, leftOut.lines);
     addSettings(zip, log, leftOut.lines);
-    zip.add("doctor.json", jsonOf(findings).dump(2));
+    zip.add("doctor.json", pageOf(jsonOf(findings)));
     addReplay(zip, dials);
     zip.add("README.txt", firstPage(dials, findings, phonebooks, leftOut));
     zip.finish();
@@ -191,7 +197,7 @@ ExitCode bundle(const std::string& name, Context& context) {
     try {
         ZipWriter zip(file);
         fill(zip);
-    } catch (const std::runtime_error& failure) {
+    } catch (const std::exception& failure) { // no half of a file stays
         fs::remove(file, unknown);
         return tellFault(ExitCode::failed,
                          "bundle: ", fmt::format("\"{}\" is not made: {}", name, failure.what()),

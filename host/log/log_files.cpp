@@ -121,12 +121,12 @@ void LogReader::begin(const fs::path& path) {
 void LogReader::readAll(const TakeRecord& take, bool isFollowed) {
     for (const fs::path& path : filesOf(log)) {
         Handle file = open(path);
-        if (!file && GetLastError() == ERROR_FILE_NOT_FOUND) // rotated away meanwhile
+        const DWORD error = GetLastError();
+        if (!file && error == ERROR_FILE_NOT_FOUND) // rotated away meanwhile
             continue;
         if (!file)
             throw std::runtime_error(fmt::format("the log \"{}\" cannot be read: {}",
-                                                 unicode2utf8(path.wstring()),
-                                                 systemMessage(GetLastError())));
+                                                 unicode2utf8(path.wstring()), systemMessage(error)));
         begin(path);
         readOn(file.get(), take);
         if (isFollowed && path == log)
